@@ -1,0 +1,181 @@
+// The verification lines and the four log outputs.
+
+#include "CoreX/CoreMachDebugLog.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <regex>
+
+#include "CoreX/CoreException.h"
+#include "platform/folders/PlatformFolders.h"
+#include "tests/support/TestEnvironment.h"
+
+namespace {
+
+class LogOutput {
+public:
+    explicit LogOutput(kCoreLogOutput output) : mSaved(CoreMachDebugLogGetUseLogger()) {
+        CoreMachDebugLogSetUseLogger(output);
+    }
+    ~LogOutput() { CoreMachDebugLogSetUseLogger(mSaved); }
+
+private:
+    kCoreLogOutput mSaved;
+};
+
+std::string LogsFolder() {
+    return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder);
+}
+
+class LogFileTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::remove_all(LogsFolder());
+        CoreMachDebugLogResetFileLocation();
+    }
+    void TearDown() override {
+        std::filesystem::remove_all(LogsFolder());
+        CoreMachDebugLogResetFileLocation();
+    }
+    static std::string LogText() { return TestEnvironment::ReadFile(LogsFolder() + "/Duoscope.log"); }
+};
+
+int FailingCheck(int value) {
+    VERIFY(value == 1);  // line used below
+    return __LINE__ - 1;
+}
+
+TEST_F(LogFileTest, VerifyFormatHasTwoBlanksFileLineAndFunction) {
+    LogOutput output(kCoreLogOutputFile);
+    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+    int const line = FailingCheck(2);
+    std::string const expected = "VERIFY FAILED:  code : value == 1 in tests/CoreX/CoreMachDebugLog_test.cpp:" +
+                                 std::to_string(line) + " (FailingCheck)\n";
+    EXPECT_EQ(LogText(), expected);
+}
+
+TEST_F(LogFileTest, TrueChecksLogNothingAndExecutionContinuesAfterAFailure) {
+    LogOutput output(kCoreLogOutputFile);
+    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+    int reached = 0;
+    VERIFY(reached == 0);
+    VERIFY_ERR(0);
+    EXPECT_EQ(LogText(), "");
+    int evaluations = 0;
+    VERIFY(++evaluations == 5);
+    reached = 1;
+    EXPECT_EQ(evaluations, 1) << "the expression is evaluated exactly once";
+    EXPECT_EQ(reached, 1);
+}
+
+TEST_F(LogFileTest, VerifyErrPrintsTheSignedStatus) {
+    LogOutput output(kCoreLogOutputFile);
+    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+    int err = 0;
+    VERIFY_ERR(err = fnfErr);
+    EXPECT_EQ(err, -43);
+    std::regex const pattern(
+        R"(VERIFY_ERR FAILED: OSErr:-43  code : err = fnfErr in tests/CoreX/CoreMachDebugLog_test\.cpp:\d+ \(TestBody\)\n)");
+    EXPECT_TRUE(std::regex_match(LogText(), pattern)) << LogText();
+}
+
+TEST_F(LogFileTest, FileModeNeverCreatesTheFolderAndRecoversOnceItExists) {
+    LogOutput output(kCoreLogOutputFile);
+    CoreMachDebugLog("lost\n");  // the failed initialisation reports through the log itself
+    EXPECT_FALSE(std::filesystem::exists(LogsFolder())) << "the log must not create its folder";
+    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+    CoreMachDebugLog("kept %d\n", 7);
+    EXPECT_EQ(LogText(), "kept 7\n");
+    EXPECT_EQ(std::string(CoreMachDebugLogFilePath()), LogsFolder() + "/Duoscope.log");
+}
+
+TEST_F(LogFileTest, EmptyFileNameSelectsTheDefaultName) {
+    LogOutput output(kCoreLogOutputFile);
+    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+    char const* saved = g_CoreMachDebug_LogFileName;
+    g_CoreMachDebug_LogFileName = "";
+    CoreMachDebugLog("default\n");
+    g_CoreMachDebug_LogFileName = saved;
+    EXPECT_EQ(TestEnvironment::ReadFile(LogsFolder() + "/CoreConsole.log"), "default\n");
+}
+
+TEST_F(LogFileTest, StdoutModeAddsPrefixWithoutNewlineAndAlsoWritesTheFile) {
+    LogOutput output(kCoreLogOutputStdout);
+    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+    ::testing::internal::CaptureStdout();
+    CoreMachDebugLog("both");
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "DuoscopeTest:both");
+    EXPECT_EQ(LogText(), "both");
+}
+
+TEST_F(LogFileTest, SystemLogModeCopiesToStandardErrorAndNotToTheFile) {
+    LogOutput output(kCoreLogOutputASL);
+    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+    ::testing::internal::CaptureStderr();
+    CoreMachDebugLog("VERIFY FAILED: %s\n", "x");
+    std::string const err = ::testing::internal::GetCapturedStderr();
+    // The line carries the ident and arrives with two newlines: the format's and the log's.
+    EXPECT_NE(err.find("DuoscopeTest"), std::string::npos) << err;
+    EXPECT_NE(err.find("VERIFY FAILED: x\n\n"), std::string::npos) << err;
+    EXPECT_EQ(LogText(), "");
+}
+
+TEST(LogSyslog, SyslogModeSendsPrefixedDebugLineToTheSystemLogSocket) {
+    // A real datagram socket where the C library sends syslog messages. Only possible when
+    // no system logger owns /dev/log and we may create it.
+    if (std::filesystem::exists("/dev/log") || access("/dev", W_OK) != 0) {
+        GTEST_SKIP() << "/dev/log belongs to a running system logger or /dev is read-only";
+    }
+    int const sock = socket(AF_UNIX, SOCK_DGRAM, 0);
+    ASSERT_GE(sock, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, "/dev/log");
+    ASSERT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    {
+        LogOutput output(kCoreLogOutputSyslog);
+        CoreMachDebugLog("to syslog\n");
+    }
+    char received[512] = {};
+    timeval timeout{2, 0};
+    setsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
+    ssize_t const length = recv(sock, received, sizeof(received) - 1, 0);
+    close(sock);
+    unlink("/dev/log");
+    closelog();
+    ASSERT_GT(length, 0);
+    std::string const message(received, static_cast<std::size_t>(length));
+    EXPECT_EQ(message.rfind("<15>", 0), 0u) << "user facility, debug level: " << message;
+    EXPECT_NE(message.find("DuoscopeTest:to syslog\n"), std::string::npos) << message;
+}
+
+TEST(CoreExceptionTest, SharesOneStaticBuffer) {
+    CoreException first("first %d", 1);
+    EXPECT_STREQ(first.message, "first 1");
+    CoreException second("second");
+    EXPECT_STREQ(first.message, "second") << "all exceptions share one text buffer";
+    EXPECT_EQ(first.message, second.message);
+}
+
+struct Shape {
+    virtual ~Shape() = default;
+};
+struct Circle : Shape {};
+struct Square : Shape {};
+
+TEST(TypeExceptionTest, ThrowsOnNullAndOnMismatchOnly) {
+    Circle circle;
+    Shape const* shape = &circle;
+    EXPECT_EQ(CFTypeRefClass::ThrowIfNotTypeMatch<Circle>(shape), &circle);
+    EXPECT_THROW(CFTypeRefClass::ThrowIfNotTypeMatch<Square>(shape), CFTypeRefClass::TypeException);
+    EXPECT_THROW(CFTypeRefClass::ThrowIfNotTypeMatch<Circle>(static_cast<Shape const*>(nullptr)),
+                 CFTypeRefClass::TypeException);
+}
+
+}  // namespace

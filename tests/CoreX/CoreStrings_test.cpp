@@ -1,0 +1,132 @@
+// Capacity, copy and hex rules of the counted and length-prefixed strings.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "CoreX/CoreCString.h"
+#include "CoreX/CoreException.h"
+#include "CoreX/CorePString.h"
+
+namespace {
+
+TEST(CoreCStringTest, CapacityGrowsOnlyWhenNeeded) {
+    CoreCString s("abc", 10);
+    EXPECT_EQ(s.capacity(), 10);
+    EXPECT_STREQ(s.c_str(), "abc");
+    s = "12345678";  // fits: the buffer is reused
+    EXPECT_EQ(s.capacity(), 10);
+    s = "abcdefghijklmnopqrst";
+    EXPECT_EQ(s.capacity(), 21);
+    EXPECT_STREQ(s.c_str(), "abcdefghijklmnopqrst");
+    s += "uv";
+    EXPECT_STREQ(s.c_str(), "abcdefghijklmnopqrstuv");
+    s = s.c_str() + 2;  // assignment from its own text
+    EXPECT_STREQ(s.c_str(), "cdefghijklmnopqrstuv");
+}
+
+TEST(CoreCStringTest, BoundedCopiesUseTheLargerCountAndTheCapacity) {
+    CoreCString big(static_cast<char const*>(nullptr), 100);
+    big.safe_strncpy("sixsix", 2);
+    EXPECT_STREQ(big.c_str(), "sixsix") << "a short n never shortens the copy";
+    big.safe_strncpy("ab", 5);
+    EXPECT_EQ(std::memcmp(big.c_str(), "ab\0\0\0\0", 6), 0) << "pads with zero bytes";
+    CoreCString small(static_cast<char const*>(nullptr), 4);
+    small.safe_strcpy("abcdef");
+    EXPECT_STREQ(small.c_str(), "abc");
+    EXPECT_EQ(small.capacity(), 4);
+    small.safe_strcpy(nullptr);
+    EXPECT_STREQ(small.c_str(), "");
+}
+
+TEST(CoreCStringTest, MissingBufferThrowsNilExceptionButAllocRecovers) {
+    CoreCString s("text");
+    s.Delete();
+    try {
+        s.Empty();
+        FAIL() << "Empty() without a buffer must throw";
+    } catch (CoreException const& e) {
+        EXPECT_STREQ(e.message, "Nil exception pointer");
+    }
+    EXPECT_THROW(s.safe_strcpy("x"), CoreException);
+    s.Alloc("back", 0);
+    EXPECT_STREQ(s.c_str(), "back");
+}
+
+TEST(CoreCStringTest, FourCharCodeText) {
+    CoreCString code(0x72343038UL, 0);
+    EXPECT_STREQ(code.c_str(), "0x72343038 'r408'");
+}
+
+TEST(CoreCStringTest, HexEncodingCarriesEverySeparatorAndDecodingSkipsNoise) {
+    unsigned char const bytes[] = {0x0A, 0xFF, 0x10};
+    CoreCString hex;
+    hex.EncodeHexString(bytes, 2, 0, ':');
+    EXPECT_STREQ(hex.c_str(), "0A:FF:");
+    hex.EncodeHexString(bytes, 3, 0, 0);
+    EXPECT_STREQ(hex.c_str(), "0AFF10");
+    hex.EncodeHexString(bytes, 3, 1, 0);
+    EXPECT_STREQ(hex.c_str(), "0A") << "maxBytes limits the bytes";
+    EXPECT_STREQ(CoreCString::HexDigitPairFromByte(bytes, 5), "0A ") << "control separator";
+    EXPECT_STREQ(CoreCString::HexDigitPairFromByte(bytes, static_cast<char>(0xC3)), "0A ");
+
+    CoreCString decoded;
+    EXPECT_EQ(decoded.DecodeHexString("0a ff 1"), 2u);
+    EXPECT_EQ(static_cast<unsigned char>(decoded.c_str()[0]), 0x0A);
+    EXPECT_EQ(static_cast<unsigned char>(decoded.c_str()[1]), 0xFF);
+    EXPECT_EQ(decoded.c_str()[2], 0);
+}
+
+TEST(CoreCStringTest, TrimAndNumbers) {
+    CoreCString s("  \t 2.5 \n");
+    s.trim_trailing_and_leading_whitespace();
+    EXPECT_STREQ(s.c_str(), "2.5");
+    EXPECT_DOUBLE_EQ(s.AsDouble(), 2.5);
+    s.printf("%d-%s", 4, "x");
+    EXPECT_STREQ(s.c_str(), "4-x");
+}
+
+TEST(CoreCStringSizedTest, StrcatAndTruncateNeverGrow) {
+    CoreCStringSized s("ab", 5);
+    s.strcat("cdef");
+    EXPECT_STREQ(s.c_str(), "abcd");
+    EXPECT_EQ(s.capacity(), 5);
+    s.truncate("123456");
+    EXPECT_STREQ(s.c_str(), "1234");
+}
+
+TEST(CorePStringTest, LengthByteAndZeroTerminator) {
+    CorePString p("camera");
+    EXPECT_EQ(p.strlen(), 6u);
+    EXPECT_STREQ(p.c_str(), "camera");
+    unsigned char const other[] = {3, 'a', 'b', 'c'};
+    p.strcat(other);
+    EXPECT_STREQ(p.c_str(), "cameraabc");
+    EXPECT_TRUE(p == "cameraabc");
+    EXPECT_FALSE(p == "Cameraabc");
+    unsigned char out[4];
+    p.strcpy(out, sizeof(out));
+    EXPECT_EQ(out[0], 3);
+    EXPECT_EQ(std::memcmp(out + 1, "cam", 3), 0);
+}
+
+TEST(CorePStringTest, FullStringIgnoresCharactersAndOverlongAppendWraps) {
+    CorePString p(std::string(255, 'x').c_str());
+    EXPECT_EQ(p.strlen(), 255u);
+    p.strcatc('y');
+    EXPECT_EQ(p.strlen(), 255u);
+    EXPECT_EQ(p.c_str()[254], 'x');
+    CorePString longText(std::string(200, 'a').c_str());
+    unsigned char tail[101] = {100};
+    std::memset(tail + 1, 'b', 100);
+    longText.strcat(tail);
+    EXPECT_EQ(longText.strlen(), (200u + 100u) & 0xFFu) << "the length byte wraps";
+}
+
+TEST(CorePStringTest, LongCTextIsCutTo255) {
+    CorePString p(std::string(300, 'z').c_str());
+    EXPECT_EQ(p.strlen(), 255u);
+    EXPECT_EQ(std::strlen(p.c_str()), 255u);
+}
+
+}  // namespace
