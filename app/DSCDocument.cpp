@@ -1,0 +1,223 @@
+#include "app/DSCDocument.h"
+
+#include <QTimer>
+#include <cmath>
+
+#include "CoCamX/QCamGrabCGImageView.h"
+#include "CoreX/CoreMachDebugLog.h"
+#include "app/DSCBroadcastControl.h"
+#include "app/DSCDocumentWindow.h"
+#include "CoCamX/NSUIToolkit.h"
+#include "app/DSCProduct.h"
+#include "app/DSCStereoView.h"
+#include "platform/imaging/CIContext.h"
+#include "platform/imaging/CIImage.h"
+#include "ui_DSCDocument.h"
+
+namespace {
+
+int sCountInstances = 0;
+
+constexpr QSizeF kCameraFrameSize(640.0, 480.0);
+
+}  // namespace
+
+DSCDocument::DSCDocument() = default;
+
+DSCDocument::~DSCDocument() {
+    if (mWindow) {
+        // Closing without the window's own close path (the program is ending).
+        disconnect(mWindow, nullptr, this, nullptr);
+        delete mWindow;
+    }
+}
+
+int DSCDocument::countInstances() {
+    return sCountInstances;
+}
+
+QString DSCDocument::displayName() const {
+    return QString::fromLatin1(kDSCProductName);
+}
+
+QString DSCDocument::windowNibName() const {
+    VERIFY(import_NSUIToolButton());
+    VERIFY(import_NSUIColorContentView());
+    VERIFY(import_NSUINfoGraffik());
+    VERIFY(import_QCamGrabCGImageView());
+    VERIFY(import_NSUISegmentedControl());
+    return QStringLiteral("DSCDocument");
+}
+
+void DSCDocument::makeWindowControllers() {
+    if (mWindow) {
+        return;
+    }
+    VERIFY(windowNibName() == QLatin1String("DSCDocument"));
+    mWindow = new DSCDocumentWindow();
+    mWindow->setAttribute(Qt::WA_DeleteOnClose);
+    mUi = std::make_unique<Ui::DSCDocument>();
+    mUi->setupUi(mWindow);
+    mWindow->setWindowTitle(displayName());
+
+    mUi->leftEyeView->setCameraPopUpButton(mUi->leftCameraPopUp);
+    mUi->rightEyeView->setCameraPopUpButton(mUi->rightCameraPopUp);
+    mUi->broadcastControl->setRebroadcastButton(mUi->rebroadcastButton);
+    mUi->broadcastControl->setAllowCameraButton(mUi->allowCameraButton);
+    mUi->broadcastControl->awakeFromNib();
+    setOutlets(mUi->leftEyeView, mUi->rightEyeView, mUi->stereoView, mUi->broadcastControl);
+
+    connect(mWindow, &DSCDocumentWindow::windowWillClose, this, &DSCDocument::windowWillClose);
+    windowControllerDidLoadNib();
+}
+
+void DSCDocument::showWindows() {
+    if (mWindow) {
+        mWindow->show();
+    }
+}
+
+DSCDocumentWindow* DSCDocument::window() const {
+    return mWindow;
+}
+
+void DSCDocument::setOutlets(QCamGrabCGImageView* leftEye, QCamGrabCGImageView* rightEye,
+                             DSCStereoView* stereoView, DSCBroadcastControl* broadcast) {
+    _grabViewLeftEye = leftEye;
+    _grabViewRightEye = rightEye;
+    _stereoView = stereoView;
+    _broadcast = broadcast;
+}
+
+void DSCDocument::windowControllerDidLoadNib() {
+    ++sCountInstances;
+    stereoCameraOpen();
+    if (_broadcast != nullptr) {
+        _broadcast->applicationDidFinishLaunching(this);
+    }
+}
+
+void DSCDocument::stereoCameraOpen() {
+    // One repeating timer on the main thread. Qt timers keep firing while a menu is open,
+    // a slider is dragged or a modal dialog runs its own event loop, so no extra modes are
+    // needed for the clock to keep ticking then.
+    _camTimer = new QTimer(this);
+    VERIFY(_camTimer != nullptr);
+    if (_camTimer != nullptr) {
+        _camTimer->setTimerType(Qt::PreciseTimer);
+        connect(_camTimer, &QTimer::timeout, this, [this] { masterTimeClock(_camTimer); });
+        mClockStart = std::chrono::steady_clock::now();
+        mTickIndex = 0;
+        scheduleNextTick();
+    }
+    _broadcastFrame = 0;
+    if (_grabViewLeftEye != nullptr) {
+        _grabViewLeftEye->cameraOpen(kCameraFrameSize, kCameraFrameSize);
+    }
+    if (_grabViewRightEye != nullptr) {
+        _grabViewRightEye->cameraOpen(kCameraFrameSize, kCameraFrameSize);
+    }
+    stereoCameraMenuRefresh();
+}
+
+void DSCDocument::scheduleNextTick() {
+    using namespace std::chrono;
+    auto const period = duration<double>(kTickSeconds);
+    auto const now = steady_clock::now();
+    ++mTickIndex;
+    auto deadline = mClockStart + duration_cast<steady_clock::duration>(period * mTickIndex);
+    if (deadline <= now) {
+        // Late (a long tick or a stalled machine): skip the missed ticks, do not bunch up.
+        mTickIndex = static_cast<long long>((now - mClockStart) / period) + 1;
+        deadline = mClockStart + duration_cast<steady_clock::duration>(period * mTickIndex);
+    }
+    auto const wait = ceil<milliseconds>(deadline - now);
+    _camTimer->start(wait);
+}
+
+void DSCDocument::stereoCameraClose() {
+    if (_grabViewLeftEye != nullptr) {
+        _grabViewLeftEye->cameraClose();
+    }
+    if (_grabViewRightEye != nullptr) {
+        _grabViewRightEye->cameraClose();
+    }
+}
+
+void DSCDocument::stereoCameraTimer(QTimer* timer) {
+    if (_grabViewLeftEye != nullptr) {
+        _grabViewLeftEye->cameraTimer(timer);
+    }
+    if (_grabViewRightEye != nullptr) {
+        _grabViewRightEye->cameraTimer(timer);
+    }
+}
+
+void DSCDocument::masterTimeClock(QTimer* timer) {
+    stereoCameraTimer(timer);
+    if (_stereoView != nullptr) {
+        _stereoView->setNeedsDisplay(true);
+        CIImage const image = _stereoView->monitorImage();
+        if (!image.isEmpty()) {
+            cameraBroadcastFrame(image);
+        }
+    }
+    if (timer != nullptr && timer == _camTimer) {
+        scheduleNextTick();
+    }
+}
+
+void DSCDocument::cameraBroadcastFrame(CIImage const& image) {
+    if (_broadcastFrame != 0 || _broadcast == nullptr) {
+        return;  // a frame is already being sent: dropped, not queued
+    }
+    if (!_broadcast->isBroadcastEnabled() || !_broadcast->isBroadcasting()) {
+        return;
+    }
+    ++_broadcastFrame;
+    if (CIContext* context = _broadcast->currentCIContext()) {
+        _broadcast->beginSwitchContexts();
+        context->drawImage(image, QPointF(0, 0), image.extent());
+        _broadcast->endSwitchContexts();
+    }
+    --_broadcastFrame;
+}
+
+void DSCDocument::stereoCameraMenuRefresh() {
+    if (_grabViewRightEye != nullptr) {
+        _grabViewRightEye->cameraMenuRefresh();
+    }
+    if (_grabViewLeftEye != nullptr) {
+        _grabViewLeftEye->cameraMenuRefresh();
+    }
+}
+
+void DSCDocument::stereoGrabCameraMenuChanged(NSUICamMenuController* sender) {
+    if (sender == nullptr || _grabViewLeftEye == nullptr || _grabViewRightEye == nullptr) {
+        return;
+    }
+    if (sender == _grabViewLeftEye->cameraMenuController()) {
+        _grabViewLeftEye->cameraMenuChanged(sender);
+        _grabViewRightEye->cameraMenuRefresh();
+    }
+    if (sender == _grabViewRightEye->cameraMenuController()) {
+        _grabViewRightEye->cameraMenuChanged(sender);
+        _grabViewLeftEye->cameraMenuRefresh();
+    }
+}
+
+void DSCDocument::windowWillClose() {
+    --sCountInstances;
+    stereoCameraClose();
+    if (_camTimer != nullptr) {
+        _camTimer->stop();
+        _camTimer->deleteLater();
+        _camTimer = nullptr;
+    }
+    if (_broadcast != nullptr) {
+        _broadcast->applicationWillTerminate(this);
+    }
+    // The window deletes itself once closed; the views go with it.
+    setOutlets(nullptr, nullptr, nullptr, nullptr);
+    emit documentClosed();
+}

@@ -1,0 +1,77 @@
+#pragma once
+// The one stereo camera document: a window with both eye views, the monitor and the
+// broadcast control, and the master clock that drives grabbing, redrawing and broadcasting
+// at 30 ticks a second on the main thread.
+
+#include <QObject>
+#include <QPointer>
+#include <chrono>
+#include <memory>
+
+class CIImage;
+class DSCBroadcastControl;
+class DSCDocumentWindow;
+class DSCStereoView;
+class NSUICamMenuController;
+class QCamGrabCGImageView;
+class QTimer;
+namespace Ui {
+class DSCDocument;
+}
+
+class DSCDocument : public QObject {
+    Q_OBJECT
+public:
+    static constexpr double kTickSeconds = 1.0 / 30.0;
+
+    DSCDocument();
+    ~DSCDocument() override;
+
+    // The number of documents whose window is loaded and not yet closed.
+    static int countInstances();
+
+    QString displayName() const;
+    // Checks the interface modules the window instantiates, then names its interface file.
+    QString windowNibName() const;
+    // Loads the window from its interface file, connects the outlets and starts it up.
+    void makeWindowControllers();
+    void showWindows();
+    DSCDocumentWindow* window() const;
+
+    // Connects the four outlets; done by makeWindowControllers from the interface file.
+    void setOutlets(QCamGrabCGImageView* leftEye, QCamGrabCGImageView* rightEye,
+                    DSCStereoView* stereoView, DSCBroadcastControl* broadcast);
+
+    void windowControllerDidLoadNib();
+    void stereoCameraOpen();
+    void stereoCameraClose();
+    void stereoCameraTimer(QTimer* timer);
+    void masterTimeClock(QTimer* timer);
+    void cameraBroadcastFrame(CIImage const& image);
+    void stereoCameraMenuRefresh();
+    void stereoGrabCameraMenuChanged(NSUICamMenuController* sender);
+    void windowWillClose();
+
+    QTimer* camTimer() const { return _camTimer; }
+    int broadcastFrameDepth() const { return _broadcastFrame; }
+
+signals:
+    // After the window closed and the document shut down.
+    void documentClosed();
+
+private:
+    void scheduleNextTick();
+
+    QCamGrabCGImageView* _grabViewLeftEye = nullptr;
+    QCamGrabCGImageView* _grabViewRightEye = nullptr;
+    DSCStereoView* _stereoView = nullptr;
+    DSCBroadcastControl* _broadcast = nullptr;
+    int _broadcastFrame = 0;
+    QTimer* _camTimer = nullptr;
+
+    std::unique_ptr<Ui::DSCDocument> mUi;
+    QPointer<DSCDocumentWindow> mWindow;
+    // The clock keeps to multiples of 1/30 s from its start, so it does not drift.
+    std::chrono::steady_clock::time_point mClockStart;
+    long long mTickIndex = 0;
+};

@@ -1,0 +1,74 @@
+// Duoscope: starts the log on the system log, then the application with its one document.
+
+#include <QApplication>
+#include <QSocketNotifier>
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "CoreX/CoreMachDebugLog.h"
+#include "app/AppController.h"
+#include "app/DSCDocument.h"
+#include "app/DSCDocumentWindow.h"
+#include "app/DSCProduct.h"
+#include "app/MainMenu.h"
+
+char const* g_CoreMachDebug_LogPrefix = kDSCProductName;
+char const* g_CoreMachDebug_LogFileName = "Duoscope.log";
+
+namespace {
+
+// SIGTERM and SIGINT are turned into a byte on this socket pair, read on the main thread,
+// so the window's close path (cameras closed, switches stored) runs before the exit.
+int sSignalSockets[2] = {-1, -1};
+
+void OnTerminationSignal(int) {
+    char const byte = 1;
+    [[maybe_unused]] ssize_t const written = write(sSignalSockets[0], &byte, 1);
+}
+
+void InstallTerminationHandlers(AppController& controller) {
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sSignalSockets) != 0) {
+        VERIFY(!"socketpair for SIGTERM");
+        return;
+    }
+    auto* notifier = new QSocketNotifier(sSignalSockets[1], QSocketNotifier::Read, &controller);
+    QObject::connect(notifier, &QSocketNotifier::activated, &controller, [&controller] {
+        char byte = 0;
+        [[maybe_unused]] ssize_t const read_ = read(sSignalSockets[1], &byte, 1);
+        controller.closeAllDocuments();
+        QApplication::quit();
+    });
+    struct sigaction action {};
+    action.sa_handler = OnTerminationSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputASL);
+
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QString::fromLatin1(kDSCProductName));
+    QApplication::setApplicationVersion(QString::fromLatin1(kDSCProductVersion));
+    QApplication::setDesktopFileName(QStringLiteral("duoscope"));
+
+    AppController controller;
+    MainMenu mainMenu(controller);
+    QObject::connect(&controller, &AppController::documentOpened, &mainMenu,
+                     [&mainMenu](DSCDocument* document) {
+                         mainMenu.installInto(document->window()->menuBar());
+                     });
+    controller.awakeFromNib();
+    InstallTerminationHandlers(controller);
+
+    controller.applicationDidFinishLaunching(&application);
+    controller.newDocument(nullptr);  // the untitled document every launch opens
+    int const result = QApplication::exec();
+    controller.applicationWillTerminate(&application);
+    return result;
+}
