@@ -96,8 +96,10 @@ void NSUICamBroadcastControl::stopBroadcasting() {
 
 void NSUICamBroadcastControl::applicationDidFinishLaunching(QObject* notification) {
     UserDefaults& defaults = UserDefaults::standard();
-    SetState(_allowCameraButton, static_cast<int>(defaults.numberForKey(kAllowCameraKey).value_or(1)));
-    SetState(_rebroadcastButton, static_cast<int>(defaults.numberForKey(kRebroadcastKey).value_or(0)));
+    SetState(_allowCameraButton,
+             static_cast<int>(defaults.numberForKey(kAllowCameraKey).value_or(1)));
+    SetState(_rebroadcastButton,
+             static_cast<int>(defaults.numberForKey(kRebroadcastKey).value_or(0)));
     startBroadcasting();
 }
 
@@ -108,6 +110,4 @@ void NSUICamBroadcastControl::applicationWillTerminate(QObject* notification) {
     setBroadcastEnabled(false);
 }
 
-bool import_NSUICamBroadcastControl() {
-    return true;
-}
+bool import_NSUICamBroadcastControl() { return true; }

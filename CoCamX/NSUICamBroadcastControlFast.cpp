@@ -11,15 +11,11 @@ CIContext* NSUICamBroadcastControlFast::currentCIContext() const {
     return _CIContext[_SharedCameraBufferNumber & 1].get();
 }
 
-CIContext* NSUICamBroadcastControlFast::beginSwitchContexts() {
-    return currentCIContext();
-}
+CIContext* NSUICamBroadcastControlFast::beginSwitchContexts() { return currentCIContext(); }
 
 bool NSUICamBroadcastControlFast::endSwitchContexts() {
     // Without a loaded component there is no buffer to unlock and publish.
     return false;
 }
 
-bool import_NSUICamBroadcastControlFast() {
-    return import_NSUICamBroadcastControl();
-}
+bool import_NSUICamBroadcastControlFast() { return import_NSUICamBroadcastControl(); }

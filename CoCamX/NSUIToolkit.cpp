@@ -1,17 +1,9 @@
 #include "CoCamX/NSUIToolkit.h"
 
-bool import_NSUIToolButton() {
-    return true;
-}
+bool import_NSUIToolButton() { return true; }
 
-bool import_NSUIColorContentView() {
-    return true;
-}
+bool import_NSUIColorContentView() { return true; }
 
-bool import_NSUINfoGraffik() {
-    return true;
-}
+bool import_NSUINfoGraffik() { return true; }
 
-bool import_NSUISegmentedControl() {
-    return true;
-}
+bool import_NSUISegmentedControl() { return true; }

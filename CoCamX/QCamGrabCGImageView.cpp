@@ -9,6 +9,4 @@ bool QCamGrabCGImageView::cameraTimer(QTimer* timer) {
     return !grabbed;
 }
 
-bool import_QCamGrabCGImageView() {
-    return import_QCamGrabViewBase();
-}
+bool import_QCamGrabCGImageView() { return import_QCamGrabViewBase(); }

@@ -25,9 +25,7 @@ void QCamGrabViewBase::cameraMenuChanged(NSUICamMenuController* sender) {}
 
 void QCamGrabViewBase::cameraMenuRefresh() {}
 
-void QCamGrabViewBase::paintEvent(QPaintEvent* event) {
-    drawRect(QRectF(rect()));
-}
+void QCamGrabViewBase::paintEvent(QPaintEvent* event) { drawRect(QRectF(rect())); }
 
 void QCamGrabViewBase::drawRect(QRectF rect) {
     eraseBackground(rect);
@@ -45,6 +43,4 @@ void QCamGrabViewBase::drawCameraUnavailableIndicator(QRectF rect) {
     painter.fillRect(rect, QColor::fromRgbF(0.333f, 0.333f, 0.333f));
 }
 
-bool import_QCamGrabViewBase() {
-    return true;
-}
+bool import_QCamGrabViewBase() { return true; }

@@ -124,9 +124,7 @@ CoreCString& CoreCString::operator=(CoreCString const& other) {
     return *this;
 }
 
-CoreCString& CoreCString::operator=(CorePString const& other) {
-    return *this = other.c_str();
-}
+CoreCString& CoreCString::operator=(CorePString const& other) { return *this = other.c_str(); }
 
 CoreCString& CoreCString::operator+=(char const* text) {
     if (text == nullptr) {
@@ -150,9 +148,7 @@ bool CoreCString::operator==(unsigned char const* pstring) const {
     return pstring != nullptr && FromPascal(pstring) == c_str();
 }
 
-char const* CoreCString::c_str() const {
-    return Buffer();
-}
+char const* CoreCString::c_str() const { return Buffer(); }
 
 void CoreCString::AssignTo(char* dest) const {
     if (dest != nullptr) {
@@ -197,9 +193,7 @@ void CoreCString::trim_trailing_and_leading_whitespace() {
     trim_leading_whitespace();
 }
 
-double CoreCString::AsDouble() const {
-    return std::strtod(c_str(), nullptr);
-}
+double CoreCString::AsDouble() const { return std::strtod(c_str(), nullptr); }
 
 void CoreCString::Delete() {
     delete[] mBuffer;
@@ -207,9 +201,7 @@ void CoreCString::Delete() {
     mCapacity = 0;
 }
 
-void CoreCString::Empty() {
-    Buffer()[0] = 0;
-}
+void CoreCString::Empty() { Buffer()[0] = 0; }
 
 bool CoreCString::ConstructFourCharCode(unsigned long code) {
     Delete();

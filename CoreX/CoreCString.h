@@ -92,7 +92,8 @@ private:
 // strcat.
 class CoreCStringSized : public CoreCString {
 public:
-    explicit CoreCStringSized(unsigned short size) : CoreCString(static_cast<char const*>(nullptr), size) {}
+    explicit CoreCStringSized(unsigned short size)
+        : CoreCString(static_cast<char const*>(nullptr), size) {}
     CoreCStringSized(char const* text, unsigned short size) : CoreCString(text, size) {}
     CoreCStringSized(unsigned char const* pstring, unsigned short size)
         : CoreCString(pstring, size) {}

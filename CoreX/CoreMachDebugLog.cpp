@@ -1,10 +1,9 @@
 #include "CoreX/CoreMachDebugLog.h"
 
-#include <syslog.h>
-
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <syslog.h>
 
 #include "platform/folders/PlatformFolders.h"
 
@@ -40,13 +39,9 @@ void WriteToLogFile(char const* text) {
 
 }  // namespace
 
-void CoreMachDebugLogSetUseLogger(kCoreLogOutput output) {
-    sLogOutput = output;
-}
+void CoreMachDebugLogSetUseLogger(kCoreLogOutput output) { sLogOutput = output; }
 
-kCoreLogOutput CoreMachDebugLogGetUseLogger() {
-    return sLogOutput;
-}
+kCoreLogOutput CoreMachDebugLogGetUseLogger() { return sLogOutput; }
 
 bool CoreMachDebugLogClassInitialize() {
     if (!sUserLogsPath.empty() && PlatformFolders::FolderExists(sUserLogsPath)) {
@@ -77,9 +72,7 @@ bool CoreMachDebugLogClassInitialize() {
     return fOk;
 }
 
-char const* CoreMachDebugLogFilePath() {
-    return sCoreDebugLogFileName;
-}
+char const* CoreMachDebugLogFilePath() { return sCoreDebugLogFileName; }
 
 void CoreMachDebugLogResetFileLocation() {
     sUserLogsPath.clear();

@@ -34,20 +34,20 @@ void _CoreMachDebugVerifyBody(char const* function, char const* file, int line, 
 void _CoreMachDebugVerifyOSerrBody(int err, char const* function, char const* file, int line,
                                    char const* text);
 
-#define VERIFY(expr)                                                                     \
-    do {                                                                                 \
-        if (!(expr)) {                                                                   \
-            _CoreMachDebugVerifyBody(__func__, __FILE__, __LINE__, " code : " #expr);    \
-        }                                                                                \
+#define VERIFY(expr)                                                                  \
+    do {                                                                              \
+        if (!(expr)) {                                                                \
+            _CoreMachDebugVerifyBody(__func__, __FILE__, __LINE__, " code : " #expr); \
+        }                                                                             \
     } while (0)
 
-#define VERIFY_ERR(expr)                                                                 \
-    do {                                                                                 \
-        int const _verify_err_ = static_cast<int>(expr);                                 \
-        if (_verify_err_ != 0) {                                                         \
-            _CoreMachDebugVerifyOSerrBody(_verify_err_, __func__, __FILE__, __LINE__,    \
-                                          " code : " #expr);                             \
-        }                                                                                \
+#define VERIFY_ERR(expr)                                                              \
+    do {                                                                              \
+        int const _verify_err_ = static_cast<int>(expr);                              \
+        if (_verify_err_ != 0) {                                                      \
+            _CoreMachDebugVerifyOSerrBody(_verify_err_, __func__, __FILE__, __LINE__, \
+                                          " code : " #expr);                          \
+        }                                                                             \
     } while (0)
 
 // The status codes the system uses.

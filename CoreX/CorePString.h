@@ -9,7 +9,7 @@ public:
     static constexpr unsigned kMaxLength = 255;
 
     CorePString() { Clear(); }
-    CorePString(char const* text) { *this = text; }              // NOLINT: implicit on purpose
+    CorePString(char const* text) { *this = text; }                 // NOLINT: implicit on purpose
     CorePString(unsigned char const* pstring) { *this = pstring; }  // NOLINT
 
     CorePString& operator=(char const* text);

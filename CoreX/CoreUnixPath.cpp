@@ -1,10 +1,9 @@
 #include "CoreX/CoreUnixPath.h"
 
-#include <unistd.h>
-
 #include <cctype>
 #include <climits>
 #include <string_view>
+#include <unistd.h>
 
 #include "CoreX/CoreMachDebugLog.h"
 
@@ -53,9 +52,7 @@ bool CoreUnixPath::FileExistsReadWrite(char const* path) {
     return path != nullptr && access(path, R_OK | W_OK) == 0;
 }
 
-bool CoreUnixPath::FileExistsWrite(char const* path) {
-    return FileExistsReadWrite(path);
-}
+bool CoreUnixPath::FileExistsWrite(char const* path) { return FileExistsReadWrite(path); }
 
 bool CoreUnixPath::FileDelete(char const* in_path) {
     bool fOk = false;

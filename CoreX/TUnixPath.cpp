@@ -128,7 +128,8 @@ bool TUnixPath<Traits>::IsPartiallyQualified(char const* text) {
     if (text == nullptr) {
         return ReportNullText(__func__, Traits::kNotNullText);
     }
-    return text[0] != '\0' && text[0] != '/' && std::string_view(text).find('/') != std::string_view::npos;
+    return text[0] != '\0' && text[0] != '/' &&
+           std::string_view(text).find('/') != std::string_view::npos;
 }
 
 template <class Traits>
@@ -169,8 +170,7 @@ bool TUnixPath<Traits>::GetFirstPair(std::string const& path, std::string& base,
 }
 
 template <class Traits>
-bool TUnixPath<Traits>::GetNextPair(std::string const& path, std::string& base,
-                                    std::string& name) {
+bool TUnixPath<Traits>::GetNextPair(std::string const& path, std::string& base, std::string& name) {
     std::size_t const from = base.size() + name.size();
     if (name.empty() || from > path.size()) {
         base.clear();

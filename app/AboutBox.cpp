@@ -13,6 +13,4 @@ AboutBox::AboutBox(QWidget* parent) : QDialog(parent) {
 
 AboutBox::~AboutBox() = default;
 
-bool import_PDFSkinWindow() {
-    return true;
-}
+bool import_PDFSkinWindow() { return true; }

@@ -11,9 +11,7 @@
 
 AppController::AppController() = default;
 
-AppController::~AppController() {
-    delete mDocument;
-}
+AppController::~AppController() { delete mDocument; }
 
 void AppController::awakeFromNib() {
     VERIFY(import_PDFSkinWindow());
@@ -51,6 +49,4 @@ void AppController::closeAllDocuments() {
     }
 }
 
-DSCDocument* AppController::currentDocument() const {
-    return mDocument;
-}
+DSCDocument* AppController::currentDocument() const { return mDocument; }

@@ -4,6 +4,4 @@
 
 DSCBroadcastControl::DSCBroadcastControl(QWidget* parent) : NSUICamBroadcastControlFast(parent) {}
 
-void DSCBroadcastControl::awakeFromNib() {
-    VERIFY(import_NSUICamBroadcastControlFast());
-}
+void DSCBroadcastControl::awakeFromNib() { VERIFY(import_NSUICamBroadcastControlFast()); }

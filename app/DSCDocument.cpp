@@ -1,13 +1,14 @@
 #include "app/DSCDocument.h"
 
-#include <QTimer>
 #include <cmath>
 
+#include <QTimer>
+
+#include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CoreX/CoreMachDebugLog.h"
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
-#include "CoCamX/NSUIToolkit.h"
 #include "app/DSCProduct.h"
 #include "app/DSCStereoView.h"
 #include "platform/imaging/CIContext.h"
@@ -32,13 +33,9 @@ DSCDocument::~DSCDocument() {
     }
 }
 
-int DSCDocument::countInstances() {
-    return sCountInstances;
-}
+int DSCDocument::countInstances() { return sCountInstances; }
 
-QString DSCDocument::displayName() const {
-    return QString::fromLatin1(kDSCProductName);
-}
+QString DSCDocument::displayName() const { return QString::fromLatin1(kDSCProductName); }
 
 QString DSCDocument::windowNibName() const {
     VERIFY(import_NSUIToolButton());
@@ -77,9 +74,7 @@ void DSCDocument::showWindows() {
     }
 }
 
-DSCDocumentWindow* DSCDocument::window() const {
-    return mWindow;
-}
+DSCDocumentWindow* DSCDocument::window() const { return mWindow; }
 
 void DSCDocument::setOutlets(QCamGrabCGImageView* leftEye, QCamGrabCGImageView* rightEye,
                              DSCStereoView* stereoView, DSCBroadcastControl* broadcast) {

@@ -3,10 +3,11 @@
 // broadcast control, and the master clock that drives grabbing, redrawing and broadcasting
 // at 30 ticks a second on the main thread.
 
-#include <QObject>
-#include <QPointer>
 #include <chrono>
 #include <memory>
+
+#include <QObject>
+#include <QPointer>
 
 class CIImage;
 class DSCBroadcastControl;

@@ -14,13 +14,9 @@ void DSCStereoView::setNeedsDisplay(bool needsDisplay) {
     }
 }
 
-CIImage DSCStereoView::liveMonitorImage() const {
-    return CIImage();
-}
+CIImage DSCStereoView::liveMonitorImage() const { return CIImage(); }
 
-void DSCStereoView::paintEvent(QPaintEvent* event) {
-    drawRect(QRectF(rect()));
-}
+void DSCStereoView::paintEvent(QPaintEvent* event) { drawRect(QRectF(rect())); }
 
 void DSCStereoView::drawRect(QRectF rect) {
     CIImage const image = liveMonitorImage();

@@ -16,9 +16,8 @@ MainMenu::MainMenu(AppController& controller) : QObject(&controller) {
     mAbout = new QAction(tr("About"), this);
     mAbout->setMenuRole(QAction::AboutRole);
 
-    connect(mNew, &QAction::triggered, &controller, [&controller, this] {
-        controller.newDocument(mNew);
-    });
+    connect(mNew, &QAction::triggered, &controller,
+            [&controller, this] { controller.newDocument(mNew); });
     connect(mClose, &QAction::triggered, &controller, [] {
         if (QWidget* window = QApplication::activeWindow()) {
             window->close();

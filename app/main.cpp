@@ -1,10 +1,12 @@
 // Duoscope: starts the log on the system log, then the application with its one document.
 
+#include <csignal>
+#include <unistd.h>
+
+#include <sys/socket.h>
+
 #include <QApplication>
 #include <QSocketNotifier>
-#include <csignal>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "app/AppController.h"

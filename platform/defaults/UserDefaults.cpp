@@ -13,14 +13,12 @@ constexpr char kDefaultsFileName[] = "defaults.json";
 }
 
 UserDefaults& UserDefaults::standard() {
-    static UserDefaults sStandard(
-        PlatformFolders::FolderPath(PlatformFolders::kUserConfigFolder) + "/" + kDefaultsFileName);
+    static UserDefaults sStandard(PlatformFolders::FolderPath(PlatformFolders::kUserConfigFolder) +
+                                  "/" + kDefaultsFileName);
     return sStandard;
 }
 
-UserDefaults::UserDefaults(std::string filePath) : mFilePath(std::move(filePath)) {
-    reload();
-}
+UserDefaults::UserDefaults(std::string filePath) : mFilePath(std::move(filePath)) { reload(); }
 
 std::optional<double> UserDefaults::numberForKey(std::string const& key) const {
     auto const found = mValues.find(key);
@@ -48,9 +46,7 @@ bool UserDefaults::setString(std::string const& key, std::string const& value) {
     return save();
 }
 
-bool UserDefaults::removeKey(std::string const& key) {
-    return mValues.erase(key) != 0 && save();
-}
+bool UserDefaults::removeKey(std::string const& key) { return mValues.erase(key) != 0 && save(); }
 
 void UserDefaults::reload() {
     mValues.clear();

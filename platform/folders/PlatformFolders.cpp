@@ -1,13 +1,12 @@
 #include "platform/folders/PlatformFolders.h"
 
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
 #include <pwd.h>
 #include <unistd.h>
 
 #include <sys/stat.h>
-
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 
 namespace PlatformFolders {
 namespace {

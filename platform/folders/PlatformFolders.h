@@ -7,14 +7,14 @@
 namespace PlatformFolders {
 
 enum FolderKind {
-    kUserLogsFolder,           // $XDG_STATE_HOME/Duoscope
-    kUserConfigFolder,         // $XDG_CONFIG_HOME/Duoscope
-    kUserComponentsFolder,     // $XDG_DATA_HOME/duoscope/components
-    kSystemComponentsFolder,   // /usr/lib/duoscope/components
-    kLocalComponentsFolder,    // /usr/local/lib/duoscope/components
-    kSystemFrameworksFolder,   // /usr/lib
-    kLocalFrameworksFolder,    // /usr/local/lib
-    kApplicationResources,     // <prefix>/share/duoscope, or the build's resource folder
+    kUserLogsFolder,          // $XDG_STATE_HOME/Duoscope
+    kUserConfigFolder,        // $XDG_CONFIG_HOME/Duoscope
+    kUserComponentsFolder,    // $XDG_DATA_HOME/duoscope/components
+    kSystemComponentsFolder,  // /usr/lib/duoscope/components
+    kLocalComponentsFolder,   // /usr/local/lib/duoscope/components
+    kSystemFrameworksFolder,  // /usr/lib
+    kLocalFrameworksFolder,   // /usr/local/lib
+    kApplicationResources,    // <prefix>/share/duoscope, or the build's resource folder
 };
 
 enum CreateMode { kDontCreateFolder, kCreateFolder };

@@ -2,9 +2,10 @@
 // Draws images into 32-bit premultiplied ARGB memory: a bitmap, a frame in shared memory or
 // a widget's backing image. The context never owns that memory.
 
+#include <memory>
+
 #include <QPointF>
 #include <QRectF>
-#include <memory>
 
 #include "platform/imaging/CIImage.h"
 

@@ -18,6 +18,4 @@ CIImage CIImage::imageWithQImage(QImage const& source) {
     return image;
 }
 
-QRectF CIImage::extent() const {
-    return isEmpty() ? QRectF() : QRectF(mImage->rect());
-}
+QRectF CIImage::extent() const { return isEmpty() ? QRectF() : QRectF(mImage->rect()); }

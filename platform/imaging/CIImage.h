@@ -3,9 +3,10 @@
 // Copies are cheap and share the recipe. Pixels are 32-bit premultiplied ARGB words
 // (0xAARRGGBB in host order, bytes B, G, R, A on x86-64).
 
+#include <memory>
+
 #include <QImage>
 #include <QRectF>
-#include <memory>
 
 class CIImage {
 public:

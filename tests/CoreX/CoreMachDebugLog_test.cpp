@@ -2,15 +2,16 @@
 
 #include "CoreX/CoreMachDebugLog.h"
 
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <syslog.h>
-#include <unistd.h>
-
 #include <cstring>
 #include <filesystem>
 #include <regex>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <gtest/gtest.h>
 
 #include "CoreX/CoreException.h"
 #include "platform/folders/PlatformFolders.h"
@@ -29,9 +30,7 @@ private:
     kCoreLogOutput mSaved;
 };
 
-std::string LogsFolder() {
-    return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder);
-}
+std::string LogsFolder() { return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder); }
 
 class LogFileTest : public ::testing::Test {
 protected:
@@ -43,7 +42,9 @@ protected:
         std::filesystem::remove_all(LogsFolder());
         CoreMachDebugLogResetFileLocation();
     }
-    static std::string LogText() { return TestEnvironment::ReadFile(LogsFolder() + "/Duoscope.log"); }
+    static std::string LogText() {
+        return TestEnvironment::ReadFile(LogsFolder() + "/Duoscope.log");
+    }
 };
 
 int FailingCheck(int value) {
@@ -55,8 +56,9 @@ TEST_F(LogFileTest, VerifyFormatHasTwoBlanksFileLineAndFunction) {
     LogOutput output(kCoreLogOutputFile);
     ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
     int const line = FailingCheck(2);
-    std::string const expected = "VERIFY FAILED:  code : value == 1 in tests/CoreX/CoreMachDebugLog_test.cpp:" +
-                                 std::to_string(line) + " (FailingCheck)\n";
+    std::string const expected =
+        "VERIFY FAILED:  code : value == 1 in tests/CoreX/CoreMachDebugLog_test.cpp:" +
+        std::to_string(line) + " (FailingCheck)\n";
     EXPECT_EQ(LogText(), expected);
 }
 

@@ -1,8 +1,8 @@
 // Capacity, copy and hex rules of the counted and length-prefixed strings.
 
-#include <gtest/gtest.h>
-
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 #include "CoreX/CoreCString.h"
 #include "CoreX/CoreException.h"

@@ -1,10 +1,11 @@
 // Path rules that read oddly but are relied on, and the file-system operations.
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <filesystem>
 #include <unistd.h>
 
-#include <filesystem>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
 
 #include "CoreX/CoreUnixPath.h"
 #include "CoreX/LUnixPath.h"

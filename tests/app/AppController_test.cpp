@@ -2,12 +2,12 @@
 
 #include "app/AppController.h"
 
-#include <gtest/gtest.h>
-
 #include <QAction>
 #include <QApplication>
 #include <QSignalSpy>
 #include <QTimer>
+
+#include <gtest/gtest.h>
 
 #include "app/DSCDocument.h"
 #include "app/DSCDocumentWindow.h"

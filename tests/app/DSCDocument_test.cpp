@@ -3,15 +3,16 @@
 
 #include "app/DSCDocument.h"
 
-#include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 #include <QApplication>
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTimer>
-#include <string>
-#include <vector>
+
+#include <gtest/gtest.h>
 
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "app/DSCBroadcastControl.h"
@@ -128,8 +129,8 @@ TEST(MasterClockTick, GrabsLeftThenRightThenRedrawsThenBroadcastsTheKeptImage) {
 TEST(MasterClockTick, NothingIsBroadcastBeforeTheMonitorHasDrawnOrWhenDisabled) {
     Rig rig;
     rig.document.masterTimeClock(nullptr);
-    EXPECT_EQ(rig.log, (CallLog{"left.cameraTimer", "right.cameraTimer",
-                                "stereo.setNeedsDisplay", "stereo.monitorImage"}));
+    EXPECT_EQ(rig.log, (CallLog{"left.cameraTimer", "right.cameraTimer", "stereo.setNeedsDisplay",
+                                "stereo.monitorImage"}));
     rig.log.clear();
     rig.stereo.mImage = SolidImage(2, 2, 0xFFFFFFFFu);
     rig.broadcast.mEnabled = false;

@@ -1,11 +1,12 @@
 // The real program: starts offscreen, runs its clock, and ends cleanly on SIGTERM with no
 // failed verification on the way.
 
-#include <gtest/gtest.h>
+#include <csignal>
 
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <csignal>
+
+#include <gtest/gtest.h>
 
 #include "tests/support/TestEnvironment.h"
 

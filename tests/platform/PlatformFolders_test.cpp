@@ -2,10 +2,10 @@
 
 #include "platform/folders/PlatformFolders.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "tests/support/TestEnvironment.h"
 

@@ -3,11 +3,12 @@
 
 #include "platform/defaults/UserDefaults.h"
 
-#include <gtest/gtest.h>
+#include <filesystem>
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "tests/support/TestEnvironment.h"
 

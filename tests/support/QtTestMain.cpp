@@ -1,9 +1,10 @@
 // main() for test programs that need a QApplication (offscreen unless a display is chosen).
 
-#include <gtest/gtest.h>
+#include <cstdlib>
 
 #include <QApplication>
-#include <cstdlib>
+
+#include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);

@@ -1,12 +1,12 @@
 #include "tests/support/TestEnvironment.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace TestEnvironment {
 namespace {
@@ -42,9 +42,7 @@ std::string const sHome = MakeHome();
 
 }  // namespace
 
-std::string const& Home() {
-    return sHome;
-}
+std::string const& Home() { return sHome; }
 
 std::string ReadFile(std::string const& path) {
     std::ifstream in(path, std::ios::binary);
