@@ -5,5 +5,3 @@ bool import_NSUIToolButton() { return true; }
 bool import_NSUIColorContentView() { return true; }
 
 bool import_NSUINfoGraffik() { return true; }
-
-bool import_NSUISegmentedControl() { return true; }

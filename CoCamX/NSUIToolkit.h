@@ -5,4 +5,3 @@
 bool import_NSUIToolButton();
 bool import_NSUIColorContentView();
 bool import_NSUINfoGraffik();
-bool import_NSUISegmentedControl();

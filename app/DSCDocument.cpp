@@ -4,6 +4,7 @@
 
 #include <QTimer>
 
+#include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CoreX/CoreMachDebugLog.h"
