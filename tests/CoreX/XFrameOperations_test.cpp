@@ -542,6 +542,8 @@ TEST(XFrameDeInterlaceAdaptive, KeepsStillPicturesAndRebuildsCombedOnes) {
         ASSERT_TRUE(XFrame_DeInterlaceAdaptive_Altivec(*combed.frame, *rebuilt.frame, motion));
         EXPECT_EQ(rebuilt.Rows(), (std::vector<int>{0, 0, 0, 0})) << XFrame_KernelSetName(set);
         EXPECT_DOUBLE_EQ(motion, 200.0);
+        ASSERT_TRUE(XFrame_DeInterlaceAdaptive_Altivec(*combed.frame, *combed.frame, motion));
+        EXPECT_EQ(combed.Rows(), (std::vector<int>{0, 0, 0, 0})) << "in place";
 
         // One moving byte moves its whole pixel, and only that pixel.
         RowFrame partly({0, 0, 0, 0});
