@@ -1,0 +1,768 @@
+// The frame operations: known values for the rounding of each form, the argument checks,
+// and every vector form's SSE2 and AVX2 kernels against the scalar reference of the same
+// arithmetic on random frames of odd sizes, padded and bottom-up rows.
+
+#include "CoreX/XFrameOperations.h"
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "tests/CoreX/XFrameTestSupport.h"
+
+namespace {
+
+using XFrameTest::AlignedRowBytes;
+using XFrameTest::FlushFrame;
+using XFrameTest::KernelSetScope;
+using XFrameTest::LogCapture;
+
+constexpr XFrameKernelSet kAllSets[] = {XFrameKernelSet::Reference, XFrameKernelSet::SSE2,
+                                        XFrameKernelSet::AVX2};
+
+// Width 16 gives 64-byte rows: whole SSE2 and AVX2 steps, so known values test the SIMD
+// kernels too and not only their tails.
+constexpr int kWide = 16;
+
+// A frame whose row y holds the value rows[y] in every byte.
+struct RowFrame {
+    RowFrame(std::vector<uint8_t> const& rows, int32_t rowBytes = AlignedRowBytes(kWide),
+             size_t offset = 0)
+        : frame(kWide, int(rows.size()), rowBytes, offset) {
+        frame.Fill(0xEE);
+        for (size_t y = 0; y < rows.size(); ++y) {
+            frame.SetRow(int(y), rows[y]);
+        }
+    }
+    // The row values, or -1 for a row whose bytes are not all alike.
+    std::vector<int> Rows() {
+        std::vector<int> values;
+        for (int y = 0; y < frame->Height; ++y) {
+            uint8_t const first = frame.Pixel(0, y)[0];
+            int value = first;
+            for (int i = 0; i < 4 * frame->Width; ++i) {
+                if (frame.Pixel(0, y)[i] != first) {
+                    value = -1;
+                }
+            }
+            values.push_back(value);
+        }
+        return values;
+    }
+    FlushFrame frame;
+};
+
+// An unaligned frame: its first row starts 4 bytes past a 16-byte boundary, so the vector
+// forms refuse it and the portable entries run their own loops.
+RowFrame Unaligned(std::vector<uint8_t> const& rows) {
+    return RowFrame(rows, AlignedRowBytes(kWide), 4);
+}
+
+// --- Rounding of the two forms -------------------------------------------------------------
+
+TEST(XFrameBlendFields, TypeBRoundsUpInTheVectorFormAndTruncatesInThePortableLoop) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        RowFrame src({1, 2, 10, 13});
+        RowFrame dst({0, 0, 0, 0});
+        ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeB));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{2, 2, 12, 12})) << XFrame_KernelSetName(set);
+    }
+    RowFrame src = Unaligned({1, 2, 10, 13});
+    RowFrame dst = Unaligned({0, 0, 0, 0});
+    ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeB));
+    EXPECT_EQ(dst.Rows(), (std::vector<int>{1, 1, 11, 11}));
+}
+
+TEST(XFrameBlendFields, TypeAAveragesTheOuterRowsThenTheMiddleOneWithClampedEdges) {
+    // Row 0 sees itself above, row 3 itself below.
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        RowFrame src({1, 2, 4, 7});
+        RowFrame dst({0, 0, 0, 0});
+        ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeA));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{2, 3, 5, 7})) << XFrame_KernelSetName(set);
+    }
+    RowFrame src = Unaligned({1, 2, 4, 7});
+    RowFrame dst = Unaligned({0, 0, 0, 0});
+    ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeA));
+    EXPECT_EQ(dst.Rows(), (std::vector<int>{1, 2, 4, 6}));
+    // The portable loop on its own truncates on aligned frames too.
+    RowFrame aligned({1, 2, 4, 7});
+    RowFrame out({0, 0, 0, 0});
+    ASSERT_TRUE(XFrame_BlendFields_TypeA_Portable(*aligned.frame, *out.frame));
+    EXPECT_EQ(out.Rows(), (std::vector<int>{1, 2, 4, 6}));
+}
+
+TEST(XFrameOneFieldOnly, BottomFieldStartsWithRowOneAndRepeatsItsLastRow) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        RowFrame src({10, 20, 30, 41});
+        RowFrame dst({0, 0, 0, 0});
+        ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 1));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{20, 31, 41, 41})) << XFrame_KernelSetName(set);
+        ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 0));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{10, 20, 30, 30})) << XFrame_KernelSetName(set);
+        // In place gives the same rows.
+        ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *src.frame, 1));
+        EXPECT_EQ(src.Rows(), (std::vector<int>{20, 31, 41, 41})) << XFrame_KernelSetName(set);
+    }
+    RowFrame src = Unaligned({10, 20, 30, 41});
+    RowFrame dst = Unaligned({0, 0, 0, 0});
+    ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 1));
+    EXPECT_EQ(dst.Rows(), (std::vector<int>{20, 30, 41, 41}));
+    EXPECT_FALSE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 2));
+}
+
+// --- The de-interlace entry ----------------------------------------------------------------
+
+TEST(XFrameDeinterlace, FlagsChooseTheMethodInOrderOfPrecedence) {
+    std::vector<uint8_t> const rows = {1, 2, 4, 7};
+    auto run = [&](XFrameFilters filters, std::vector<int>* out) {
+        RowFrame src(rows);
+        RowFrame dst({0, 0, 0, 0});
+        bool const ok = XFrame_Deinterlace(*src.frame, *dst.frame, filters);
+        *out = dst.Rows();
+        return ok;
+    };
+    std::vector<int> out;
+    ASSERT_TRUE(run(0x18, &out));
+    EXPECT_EQ(out, (std::vector<int>{2, 3, 5, 7})) << "0x08 wins: type A";
+    ASSERT_TRUE(run(0x30, &out));
+    EXPECT_EQ(out, (std::vector<int>{2, 2, 6, 6})) << "blending wins over one field: type B";
+    ASSERT_TRUE(run(0x60, &out));
+    EXPECT_EQ(out, (std::vector<int>{1, 3, 4, 4})) << "top field wins over bottom";
+    ASSERT_TRUE(run(0x40, &out));
+    EXPECT_EQ(out, (std::vector<int>{2, 5, 7, 7}));
+    for (XFrameFilters refused : {0x00u, 0x01u, 0x09u, 0x12u, 0x24u}) {
+        EXPECT_FALSE(run(refused, &out)) << refused;
+        EXPECT_EQ(out, (std::vector<int>{0, 0, 0, 0})) << "a refusal changes nothing";
+    }
+}
+
+TEST(XFrameDeinterlace, RefusesOddHeightsAndMismatchedFrames) {
+    RowFrame odd({1, 2, 3});
+    RowFrame oddOut({0, 0, 0});
+    EXPECT_FALSE(XFrame_Deinterlace(*odd.frame, *oddOut.frame, 0x08));
+    EXPECT_FALSE(XFrame_BlendFields(*odd.frame, *oddOut.frame, 0x10));
+    EXPECT_FALSE(XFrame_OneFieldOnly(*odd.frame, *oddOut.frame, 0));
+    EXPECT_EQ(oddOut.Rows(), (std::vector<int>{0, 0, 0}));
+
+    RowFrame src({1, 2, 3, 4});
+    RowFrame padded({0, 0, 0, 0}, AlignedRowBytes(kWide) + 16);
+    EXPECT_FALSE(XFrame_Deinterlace(*src.frame, *padded.frame, 0x10)) << "row bytes differ";
+    RowFrame yuv({0, 0, 0, 0});
+    yuv.frame->PixelType = kXFrame_Pel_RYUV;
+    EXPECT_FALSE(XFrame_Deinterlace(*src.frame, *yuv.frame, 0x10)) << "pixel types differ";
+    EXPECT_FALSE(XFrame_DeInterlaceAdaptive(*src.frame, *yuv.frame, 0x10));
+}
+
+// --- Alignment ----------------------------------------------------------------------------
+
+TEST(XFrameVectorForms, AlignmentMessagesNameTheFirstMisalignedRow) {
+    FlushFrame aligned = FlushFrame::Aligned(5, 4);
+    FlushFrame shifted(5, 4, AlignedRowBytes(5), 8);
+    FlushFrame oddRows(5, 4, AlignedRowBytes(5) + 4);
+    EXPECT_EQ(XFrame_VectorAlignmentMessage(&*aligned, &*aligned, *aligned), nullptr);
+    EXPECT_STREQ(XFrame_VectorAlignmentMessage(&*shifted, &*aligned, *aligned),
+                 "srcrow0 is not aligned on a 16-byte boundary\n");
+    EXPECT_STREQ(XFrame_VectorAlignmentMessage(&*aligned, &*shifted, *aligned),
+                 "srcrow1 is not aligned on a 16-byte boundary\n");
+    EXPECT_STREQ(XFrame_VectorAlignmentMessage(&*aligned, nullptr, *shifted),
+                 "destrow0 is not aligned on a 16-byte boundary\n");
+    EXPECT_STREQ(XFrame_VectorAlignmentMessage(&*oddRows, nullptr, *aligned),
+                 "rowbytes is not aligned on a 16-byte boundary\n");
+    EXPECT_STREQ(XFrame_VectorAlignmentMessage(nullptr, nullptr, *oddRows),
+                 "rowbytes is not aligned on a 16-byte boundary\n");
+}
+
+// Every vector form, on frames of the same size where one frame breaks the alignment.
+struct VectorFormCall {
+    char const* name;
+    std::function<bool(XFrameBuffer& a, XFrameBuffer& b, XFrameBuffer& dst)> call;
+};
+
+std::vector<VectorFormCall> const& VectorFormCalls() {
+    static std::vector<VectorFormCall> const sCalls = {
+        {"BlendFields_TypeA",
+         [](auto& a, auto&, auto& d) { return XFrame_BlendFields_TypeA_Altivec(a, d); }},
+        {"BlendFields_TypeB",
+         [](auto& a, auto&, auto& d) { return XFrame_BlendFields_TypeB_Altivec(a, d); }},
+        {"OneFieldOnly",
+         [](auto& a, auto&, auto& d) { return XFrame_OneFieldOnly_Altivec(a, d, 1); }},
+        {"DeInterlaceAdaptive",
+         [](auto& a, auto&, auto& d) {
+             double motion = -1;
+             return XFrame_DeInterlaceAdaptive_Altivec(a, d, motion);
+         }},
+        {"ResizeBilinear",
+         [](auto& a, auto&, auto& d) { return XFrame_ResizeBilinear_Altivec(a, d); }},
+        {"DifferenceDelta3",
+         [](auto& a, auto& b, auto& d) { return XFrame_DifferenceDelta_Altivec(a, b, d); }},
+        {"DifferenceDelta2",
+         [](auto& a, auto&, auto& d) { return XFrame_DifferenceDelta_Altivec(a, d); }},
+        {"BlendFrames",
+         [](auto& a, auto& b, auto& d) { return XFrame_BlendFrames_Altivec(a, 0.5, b, 0.5, d); }},
+        {"SwapFields", [](auto&, auto&, auto& d) { return XFrame_SwapFields_Altivec(d); }},
+    };
+    return sCalls;
+}
+
+TEST(XFrameVectorForms, RefuseMisalignedFramesAndChangeNothing) {
+    std::mt19937 random(7);
+    for (VectorFormCall const& form : VectorFormCalls()) {
+        for (int broken = 0; broken < 4; ++broken) {
+            // 0: first frame shifted, 1: second frame shifted, 2: destination shifted,
+            // 3: destination row bytes not a multiple of 16.
+            FlushFrame a(8, 4, AlignedRowBytes(8) + (broken == 3 ? 4 : 0), broken == 0 ? 4 : 0);
+            FlushFrame b(8, 4, AlignedRowBytes(8) + (broken == 3 ? 4 : 0), broken == 1 ? 4 : 0);
+            FlushFrame d(8, 4, AlignedRowBytes(8) + (broken == 3 ? 4 : 0), broken == 2 ? 12 : 0);
+            a.Randomize(random);
+            b.Randomize(random);
+            d.Randomize(random);
+            std::vector<uint8_t> const before = d.Bytes();
+            bool const usesB = std::string(form.name) == "DifferenceDelta3" ||
+                               std::string(form.name) == "BlendFrames";
+            bool const usesA = std::string(form.name) != "SwapFields";
+            bool const matters = broken >= 2 || (broken == 0 && usesA) || (broken == 1 && usesB);
+            bool const ok = form.call(*a, *b, *d);
+            if (matters) {
+                EXPECT_FALSE(ok) << form.name << " broken " << broken;
+                EXPECT_EQ(d.Bytes(), before) << form.name << " broken " << broken;
+            } else {
+                EXPECT_TRUE(ok) << form.name << " broken " << broken;
+            }
+        }
+    }
+    // The ones whose destination differs in size from the source.
+    FlushFrame src(8, 4, AlignedRowBytes(8), 4);
+    FlushFrame half = FlushFrame::Aligned(4, 2);
+    EXPECT_FALSE(XFrame_FullD1_2_VCD_Altivec(*src, *half, false));
+    FlushFrame alignedSrc = FlushFrame::Aligned(8, 4);
+    FlushFrame shiftedHalf(4, 2, AlignedRowBytes(4), 4);
+    EXPECT_FALSE(XFrame_FullD1_2_VCD_Altivec(*alignedSrc, *shiftedHalf, false));
+    EXPECT_TRUE(XFrame_FullD1_2_VCD_Altivec(*alignedSrc, *half, false));
+}
+
+// --- Copy and blacken ---------------------------------------------------------------------
+
+TEST(XFrameCopyBufferMemory, RefusesFramesThatDifferOnlyInRowBytesAndLogsIt) {
+    LogCapture log;
+    FlushFrame src(5, 3, 32);
+    FlushFrame dst(5, 3, 48);
+    src.Fill(1);
+    dst.Fill(2);
+    EXPECT_FALSE(XFrame_CopyBufferMemory(*src, *dst));
+    EXPECT_EQ(dst.Bytes(), std::vector<uint8_t>(dst.Bytes().size(), 2));
+    EXPECT_NE(log.Text().find("VERIFY FAILED:  code : Source==Destination in "
+                              "CoreX/XFrameOperations.cpp:"),
+              std::string::npos)
+        << log.Text();
+}
+
+TEST(XFrameCopyBufferMemory, CopiesRowsOnlyAndSurvivesOverlap) {
+    FlushFrame src(5, 3, 32);
+    FlushFrame dst(5, 3, 32);
+    std::mt19937 random(3);
+    src.Randomize(random);
+    dst.Fill(0xAB);
+    ASSERT_TRUE(XFrame_CopyBufferMemory(*src, *dst));
+    for (int y = 0; y < 3; ++y) {
+        EXPECT_EQ(std::memcmp(dst.Pixel(0, y), src.Pixel(0, y), 20), 0) << y;
+    }
+    EXPECT_EQ(dst.Pixel(0, 0)[20], 0xAB) << "row padding is not copied";
+
+    // The destination one row below the source in the same memory.
+    FlushFrame both(5, 4, 32);
+    for (int y = 0; y < 4; ++y) {
+        both.SetRow(y, uint8_t(10 + y));
+    }
+    XFrameBuffer upper = *both;
+    upper.Height = 3;
+    XFrameBuffer lower = upper;
+    lower.Pixels += 32;
+    ASSERT_TRUE(XFrame_CopyBufferMemory(upper, lower));
+    for (int y = 0; y < 4; ++y) {
+        EXPECT_EQ(both.Pixel(4, y)[3], y == 0 ? 10 : 10 + y - 1) << y;
+    }
+
+    XFrameBuffer none = *src;
+    none.Height = 0;
+    XFrameBuffer noneOut = *dst;
+    noneOut.Height = 0;
+    EXPECT_TRUE(XFrame_CopyBufferMemory(none, noneOut));
+}
+
+TEST(XFrameBlacken, FillsPackedRowsWithTheTypesBlack) {
+    // RowBytes 32 for 5 pixels: the fill still takes rows as 20 bytes apart.
+    FlushFrame yuv(5, 3, 32, 0, kXFrame_Pel_VYUV);
+    yuv.Fill(0x55);
+    ASSERT_TRUE(XFrame_Blacken(*yuv));
+    std::vector<uint8_t> const bytes = yuv.Bytes();
+    for (size_t i = 0; i < 60; ++i) {
+        static constexpr uint8_t kBlack[4] = {255, 0, 128, 128};
+        ASSERT_EQ(bytes[i], kBlack[i % 4]) << i;
+    }
+    for (size_t i = 60; i < bytes.size(); ++i) {
+        ASSERT_EQ(bytes[i], 0x55) << "past Height x Width x 4 packed bytes: " << i;
+    }
+
+    FlushFrame argb(5, 3, 20);
+    argb.Fill(0x55);
+    ASSERT_TRUE(XFrame_Blacken(*argb));
+    EXPECT_EQ(argb.Bytes(), std::vector<uint8_t>(60, 0)) << "transparent black";
+
+    XFrameBuffer empty;
+    EXPECT_FALSE(XFrame_Blacken(empty));
+    XFrameBuffer flat = *argb;
+    flat.Height = 0;
+    EXPECT_FALSE(XFrame_Blacken(flat));
+}
+
+TEST(XFrameBlackenField, ZeroesEveryOtherRowWhateverTheType) {
+    RowFrame frame({9, 9, 9, 9, 9});
+    frame.frame->PixelType = kXFrame_Pel_RYUV;
+    ASSERT_TRUE(XFrame_BlackenField(*frame.frame, 1));
+    EXPECT_EQ(frame.Rows(), (std::vector<int>{9, 0, 9, 0, 9}));
+    ASSERT_TRUE(XFrame_BlackenField(*frame.frame, 0));
+    EXPECT_EQ(frame.Rows(), (std::vector<int>{0, 0, 0, 0, 0}));
+
+    RowFrame other({9, 9, 9, 9});
+    EXPECT_TRUE(XFrame_BlackenField(*other.frame, 4)) << "a field at the height succeeds";
+    EXPECT_EQ(other.Rows(), (std::vector<int>{9, 9, 9, 9})) << "and changes nothing";
+}
+
+TEST(XFrameBlackenEdges, FillsTheMarginsOnly) {
+    FlushFrame frame(6, 5, 32, 0, kXFrame_Pel_RYUV);
+    frame.Fill(0x44);
+    XFrameEdges edges;
+    edges.Left = 1;
+    edges.Top = 1;
+    edges.Right = 2;
+    edges.Bottom = 1;
+    ASSERT_TRUE(XFrame_BlackenEdges(*frame, edges));
+    for (int y = 0; y < 5; ++y) {
+        for (int x = 0; x < 6; ++x) {
+            bool const margin = y < 1 || y >= 4 || x < 1 || x >= 4;
+            uint8_t const* p = frame.Pixel(x, y);
+            if (margin) {
+                EXPECT_TRUE(p[0] == 255 && p[1] == 0 && p[2] == 128 && p[3] == 128)
+                    << x << "," << y;
+            } else {
+                EXPECT_TRUE(p[0] == 0x44 && p[3] == 0x44) << x << "," << y;
+            }
+        }
+        if (y < 4) {
+            EXPECT_EQ(frame.Pixel(6, y)[0], 0x44) << "row padding untouched";
+        }
+    }
+
+    // Oversized and negative margins are clamped to the frame.
+    FlushFrame argb(3, 2, 16);
+    argb.Fill(0x44);
+    edges = XFrameEdges{};
+    edges.Left = 500;
+    edges.Top = -3;
+    ASSERT_TRUE(XFrame_BlackenEdges(*argb, edges));
+    for (int y = 0; y < 2; ++y) {
+        for (int i = 0; i < 12; ++i) {
+            EXPECT_EQ(argb.Pixel(0, y)[i], 0) << y;
+        }
+    }
+}
+
+// --- Resizing ------------------------------------------------------------------------------
+
+uint32_t PixelWord(FlushFrame& frame, int x, int y) {
+    uint32_t word;
+    std::memcpy(&word, frame.Pixel(x, y), 4);
+    return word;
+}
+
+TEST(XFrameResizeNearestPixel, SteppedPositionsAreTruncated) {
+    FlushFrame src(3, 2, 16);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 3; ++x) {
+            uint32_t const word = 0x01010101u * uint32_t(10 * y + x + 1);
+            std::memcpy(src.Pixel(x, y), &word, 4);
+        }
+    }
+    FlushFrame dst(5, 3, 32);
+    ASSERT_TRUE(XFrame_ResizeNearestPixel(*src, *dst));
+    // x ratio 0.6: 0, 0.6, 1.2, 1.8, 2.4; y ratio 2/3: 0, 0.67, 1.33.
+    int const columns[5] = {0, 0, 1, 1, 2};
+    int const rows[3] = {0, 0, 1};
+    for (int y = 0; y < 3; ++y) {
+        for (int x = 0; x < 5; ++x) {
+            EXPECT_EQ(PixelWord(dst, x, y), 0x01010101u * uint32_t(10 * rows[y] + columns[x] + 1))
+                << x << "," << y;
+        }
+    }
+    FlushFrame narrow(2, 1, 16);
+    ASSERT_TRUE(XFrame_ResizeNearestPixel(*src, *narrow));
+    EXPECT_EQ(PixelWord(narrow, 0, 0), 0x01010101u * 1);
+    EXPECT_EQ(PixelWord(narrow, 1, 0), 0x01010101u * 2) << "1.5 truncates to column 1";
+}
+
+TEST(XFrameResizeBilinear, InterpolatesPixelCentresAndTruncates) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        FlushFrame src(2, 1, 16);
+        std::memset(src.Pixel(0, 0), 0, 4);
+        std::memset(src.Pixel(1, 0), 255, 4);
+        src.Pixel(1, 0)[3] = 101;  // alpha: 101 x 0.25 = 25.25, 101 x 0.75 = 75.75
+        FlushFrame dst(5, 2, 32);
+        ASSERT_TRUE(XFrame_ResizeBilinear(*src, *dst));
+        // Centres at -0.3 (clamped), 0.1, 0.5, 0.9 and 1.3 (clamped) source columns.
+        uint8_t const expected[5] = {0, 25, 127, 229, 255};
+        uint8_t const expectedAlpha[5] = {0, 10, 50, 90, 101};
+        for (int y = 0; y < 2; ++y) {
+            for (int x = 0; x < 5; ++x) {
+                EXPECT_EQ(dst.Pixel(x, y)[0], expected[x]) << XFrame_KernelSetName(set) << x;
+                EXPECT_EQ(dst.Pixel(x, y)[3], expectedAlpha[x]) << XFrame_KernelSetName(set) << x;
+            }
+        }
+        // The same size is an exact copy.
+        FlushFrame same(2, 1, 16);
+        ASSERT_TRUE(XFrame_ResizeBilinear(*src, *same));
+        EXPECT_EQ(std::memcmp(same.Pixel(0, 0), src.Pixel(0, 0), 8), 0);
+    }
+}
+
+TEST(XFrameResizeBilinear, FieldsAreResizedApart) {
+    // Top field 0, bottom field 200: resizing as fields never mixes them.
+    RowFrame src({0, 200, 0, 200});
+    FlushFrame dst(kWide * 2, 8, AlignedRowBytes(kWide * 2));
+    ASSERT_TRUE(XFrame_ResizeBilinear(*src.frame, *dst, false));
+    for (int y = 0; y < 8; ++y) {
+        EXPECT_EQ(dst.Pixel(7, y)[1], y % 2 == 0 ? 0 : 200) << y;
+    }
+    ASSERT_TRUE(XFrame_ResizeBilinear(*src.frame, *dst, true));
+    // Row 1's centre lies a quarter of the way from source row 0 to row 1.
+    EXPECT_EQ(dst.Pixel(7, 1)[1], 50) << "as one picture the rows blend";
+
+    FlushFrame shifted(kWide, 4, AlignedRowBytes(kWide), 4);
+    EXPECT_FALSE(XFrame_ResizeBilinear(*shifted, *dst, false));
+    XFrameBuffer yuv = *dst;
+    yuv.PixelType = kXFrame_Pel_RYUV;
+    EXPECT_FALSE(XFrame_ResizeBilinear(*src.frame, yuv)) << "pixel types differ";
+}
+
+// --- Two-frame arithmetic ------------------------------------------------------------------
+
+TEST(XFrameDifferenceDelta, AbsoluteDifferencePerByte) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        RowFrame a({3, 250, 7, 0});
+        RowFrame b({250, 3, 7, 255});
+        RowFrame dst({1, 1, 1, 1});
+        ASSERT_TRUE(XFrame_DifferenceDelta_Altivec(*a.frame, *b.frame, *dst.frame));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{247, 247, 0, 255})) << XFrame_KernelSetName(set);
+        // The two-frame form takes dst's contents as the second frame.
+        RowFrame other({10, 20, 30, 40});
+        ASSERT_TRUE(XFrame_DifferenceDelta_Altivec(*other.frame, *dst.frame));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{237, 227, 30, 215})) << XFrame_KernelSetName(set);
+    }
+}
+
+TEST(XFrameBlendFrames, WeightsInSinglePrecisionTruncatedAndSaturated) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        RowFrame a({3, 200, 100, 10});
+        RowFrame b({4, 200, 20, 250});
+        RowFrame dst({0, 0, 0, 0});
+        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 0.5, *b.frame, 0.5, *dst.frame));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{3, 200, 60, 130})) << XFrame_KernelSetName(set);
+        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 1.0, *b.frame, 1.0, *dst.frame));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{7, 255, 120, 255})) << XFrame_KernelSetName(set);
+        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 1.0, *b.frame, -1.0, *dst.frame));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{0, 0, 80, 0})) << XFrame_KernelSetName(set);
+        double const nan = std::numeric_limits<double>::quiet_NaN();
+        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, nan, *b.frame, 1.0, *dst.frame));
+        EXPECT_EQ(dst.Rows(), (std::vector<int>{0, 0, 0, 0})) << XFrame_KernelSetName(set);
+        // In place: dst is a.
+        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 2.0, *b.frame, 0.0, *a.frame));
+        EXPECT_EQ(a.Rows(), (std::vector<int>{6, 255, 200, 20})) << XFrame_KernelSetName(set);
+    }
+}
+
+TEST(XFrameSwapFields, ExchangesRowPairsAndKeepsAnOddLastRow) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        RowFrame frame({1, 2, 3, 4, 5});
+        ASSERT_TRUE(XFrame_SwapFields_Altivec(*frame.frame));
+        EXPECT_EQ(frame.Rows(), (std::vector<int>{2, 1, 4, 3, 5})) << XFrame_KernelSetName(set);
+    }
+}
+
+TEST(XFrameFullD1_2_VCD, AveragesPixelPairsOfTheChosenField) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        // 32 x 4 source: pixel x of row y has every byte 8y + (x % 4).
+        FlushFrame src = FlushFrame::Aligned(32, 4);
+        for (int y = 0; y < 4; ++y) {
+            for (int x = 0; x < 32; ++x) {
+                std::memset(src.Pixel(x, y), 8 * y + x % 4, 4);
+            }
+        }
+        FlushFrame dst = FlushFrame::Aligned(16, 2);
+        ASSERT_TRUE(XFrame_FullD1_2_VCD_Altivec(*src, *dst, false));
+        for (int x = 0; x < 16; ++x) {
+            // Pairs (0, 1) and (2, 3): averages 0.5 and 2.5 round up to 1 and 3.
+            EXPECT_EQ(dst.Pixel(x, 0)[2], x % 2 == 0 ? 1 : 3) << XFrame_KernelSetName(set);
+            EXPECT_EQ(dst.Pixel(x, 1)[2], 16 + (x % 2 == 0 ? 1 : 3)) << XFrame_KernelSetName(set);
+        }
+        ASSERT_TRUE(XFrame_FullD1_2_VCD_Altivec(*src, *dst, true));
+        EXPECT_EQ(dst.Pixel(0, 0)[0], 9) << "bottom field: rows 1 and 3";
+        EXPECT_EQ(dst.Pixel(1, 1)[0], 27);
+
+        FlushFrame wrong = FlushFrame::Aligned(15, 2);
+        EXPECT_FALSE(XFrame_FullD1_2_VCD_Altivec(*src, *wrong, false));
+    }
+}
+
+TEST(XFrameDeInterlaceAdaptive, KeepsStillPicturesAndRebuildsCombedOnes) {
+    for (XFrameKernelSet set : kAllSets) {
+        KernelSetScope scope(set);
+        // A smooth vertical ramp: every row is close to the average of its neighbours.
+        RowFrame still({10, 20, 30, 40, 50, 60});
+        RowFrame out({0, 0, 0, 0, 0, 0});
+        double motion = -1;
+        ASSERT_TRUE(XFrame_DeInterlaceAdaptive_Altivec(*still.frame, *out.frame, motion));
+        EXPECT_EQ(out.Rows(), (std::vector<int>{10, 20, 30, 40, 50, 60}));
+        // Bottom rows differ from interp by 0, 0 and 10 (the last row's interp is row 4).
+        EXPECT_DOUBLE_EQ(motion, 10.0 / 3.0) << XFrame_KernelSetName(set);
+
+        // Combing: the fields disagree by 200, so the bottom field is rebuilt from the top.
+        RowFrame combed({0, 200, 0, 200});
+        RowFrame rebuilt({9, 9, 9, 9});
+        ASSERT_TRUE(XFrame_DeInterlaceAdaptive_Altivec(*combed.frame, *rebuilt.frame, motion));
+        EXPECT_EQ(rebuilt.Rows(), (std::vector<int>{0, 0, 0, 0})) << XFrame_KernelSetName(set);
+        EXPECT_DOUBLE_EQ(motion, 200.0);
+        ASSERT_TRUE(XFrame_DeInterlaceAdaptive_Altivec(*combed.frame, *combed.frame, motion));
+        EXPECT_EQ(combed.Rows(), (std::vector<int>{0, 0, 0, 0})) << "in place";
+
+        // One moving byte moves its whole pixel, and only that pixel.
+        RowFrame partly({0, 0, 0, 0});
+        partly.frame.Pixel(3, 1)[2] = 100;
+        partly.frame.Pixel(3, 1)[0] = 5;
+        ASSERT_TRUE(XFrame_DeInterlaceAdaptive_Altivec(*partly.frame, *rebuilt.frame, motion));
+        EXPECT_EQ(rebuilt.frame.Pixel(3, 1)[2], 0);
+        EXPECT_EQ(rebuilt.frame.Pixel(3, 1)[0], 0) << "the still byte of a moving pixel";
+        EXPECT_EQ(rebuilt.frame.Pixel(4, 1)[0], 0);
+        partly.frame.Pixel(3, 1)[2] = kXFrameAdaptiveMotionThreshold;  // at the threshold: still
+        partly.frame.Pixel(5, 3)[0] = 1;
+        ASSERT_TRUE(XFrame_DeInterlaceAdaptive_Altivec(*partly.frame, *rebuilt.frame, motion));
+        EXPECT_EQ(rebuilt.frame.Pixel(3, 1)[2], kXFrameAdaptiveMotionThreshold);
+        EXPECT_EQ(rebuilt.frame.Pixel(3, 1)[0], 5);
+        EXPECT_EQ(rebuilt.frame.Pixel(5, 3)[0], 1);
+    }
+    // The portable entry never de-interlaces adaptively.
+    RowFrame src({0, 200, 0, 200});
+    RowFrame dst({7, 7, 7, 7});
+    EXPECT_FALSE(XFrame_DeInterlaceAdaptive(*src.frame, *dst.frame, 0x08));
+    EXPECT_EQ(dst.Rows(), (std::vector<int>{7, 7, 7, 7}));
+}
+
+// --- SIMD kernels against the scalar reference ---------------------------------------------
+
+enum Layout { kTight, kPadded, kBottomUp };
+
+int32_t RowBytesFor(int width, Layout layout) {
+    int32_t const rowBytes = AlignedRowBytes(width) + (layout == kPadded ? 48 : 0);
+    return layout == kBottomUp ? -rowBytes : rowBytes;
+}
+
+struct Outcome {
+    bool ok = false;
+    std::vector<uint8_t> bytes;
+    double motion = 0;
+    bool operator==(Outcome const&) const = default;
+};
+
+// Runs one vector form on random frames of the given size and returns what it wrote.
+using Runner = std::function<Outcome(int width, int height, Layout layout, std::mt19937& random)>;
+
+Outcome WithSourceAndDest(int width, int height, int dstWidth, int dstHeight, Layout layout,
+                          std::mt19937& random,
+                          std::function<bool(XFrameBuffer&, XFrameBuffer&, double&)> call) {
+    FlushFrame src(width, height, RowBytesFor(width, layout));
+    FlushFrame dst(dstWidth, dstHeight, RowBytesFor(dstWidth, layout));
+    src.Randomize(random);
+    dst.Randomize(random);
+    Outcome outcome;
+    outcome.ok = call(*src, *dst, outcome.motion);
+    outcome.bytes = dst.Bytes();
+    return outcome;
+}
+
+Runner SameSize(std::function<bool(XFrameBuffer&, XFrameBuffer&, double&)> call) {
+    return [call](int width, int height, Layout layout, std::mt19937& random) {
+        return WithSourceAndDest(width, height, width, height, layout, random, call);
+    };
+}
+
+Runner ThreeFrames(std::function<bool(XFrameBuffer&, XFrameBuffer&, XFrameBuffer&)> call) {
+    return [call](int width, int height, Layout layout, std::mt19937& random) {
+        FlushFrame a(width, height, RowBytesFor(width, layout));
+        FlushFrame b(width, height, RowBytesFor(width, layout));
+        FlushFrame dst(width, height, RowBytesFor(width, layout));
+        a.Randomize(random);
+        b.Randomize(random);
+        dst.Randomize(random);
+        Outcome outcome;
+        outcome.ok = call(*a, *b, *dst);
+        outcome.bytes = dst.Bytes();
+        return outcome;
+    };
+}
+
+struct KernelCase {
+    char const* name;
+    Runner run;
+};
+
+std::vector<KernelCase> KernelCases() {
+    return {
+        {"BlendFields_TypeA", SameSize([](auto& s, auto& d, double&) {
+             return XFrame_BlendFields_TypeA_Altivec(s, d);
+         })},
+        {"BlendFields_TypeB", SameSize([](auto& s, auto& d, double&) {
+             return XFrame_BlendFields_TypeB_Altivec(s, d);
+         })},
+        {"OneFieldOnly_Top",
+         SameSize([](auto& s, auto& d, double&) { return XFrame_OneFieldOnly_Altivec(s, d, 0); })},
+        {"OneFieldOnly_Bottom",
+         SameSize([](auto& s, auto& d, double&) { return XFrame_OneFieldOnly_Altivec(s, d, 1); })},
+        {"DeInterlaceAdaptive", SameSize([](auto& s, auto& d, double& motion) {
+             return XFrame_DeInterlaceAdaptive_Altivec(s, d, motion);
+         })},
+        {"DeInterlaceAdaptive_Combed",
+         [](int width, int height, Layout layout, std::mt19937& random) {
+             // Random fields with small differences, so both moving and still pixels occur.
+             FlushFrame src(width, height, RowBytesFor(width, layout));
+             FlushFrame dst(width, height, RowBytesFor(width, layout));
+             src.Randomize(random);
+             dst.Randomize(random);
+             for (int y = 1; y < height; y += 2) {
+                 for (int i = 0; i < 4 * width; ++i) {
+                     int const around = src.Pixel(0, y - 1)[i];
+                     src.Pixel(0, y)[i] = uint8_t(around + int(random() % 64) - 32);
+                 }
+             }
+             Outcome outcome;
+             outcome.ok = XFrame_DeInterlaceAdaptive_Altivec(*src, *dst, outcome.motion);
+             outcome.bytes = dst.Bytes();
+             return outcome;
+         }},
+        {"ResizeBilinear_Up",
+         [](int width, int height, Layout layout, std::mt19937& random) {
+             return WithSourceAndDest(
+                 width, height, 2 * width + 1, height + 3, layout, random,
+                 [](auto& s, auto& d, double&) { return XFrame_ResizeBilinear_Altivec(s, d); });
+         }},
+        {"ResizeBilinear_Down",
+         [](int width, int height, Layout layout, std::mt19937& random) {
+             return WithSourceAndDest(
+                 width, height, width / 3 + 1, height / 2 + 1, layout, random,
+                 [](auto& s, auto& d, double&) { return XFrame_ResizeBilinear_Altivec(s, d); });
+         }},
+        {"DifferenceDelta", ThreeFrames([](auto& a, auto& b, auto& d) {
+             return XFrame_DifferenceDelta_Altivec(a, b, d);
+         })},
+        {"DifferenceDelta_InDest",
+         SameSize([](auto& s, auto& d, double&) { return XFrame_DifferenceDelta_Altivec(s, d); })},
+        {"BlendFrames", ThreeFrames([](auto& a, auto& b, auto& d) {
+             return XFrame_BlendFrames_Altivec(a, 0.37, b, 0.71, d);
+         })},
+        {"BlendFrames_Saturating", ThreeFrames([](auto& a, auto& b, auto& d) {
+             return XFrame_BlendFrames_Altivec(a, 1.9, b, -0.45, d);
+         })},
+        {"SwapFields",
+         [](int width, int height, Layout layout, std::mt19937& random) {
+             FlushFrame frame(width, height + 1, RowBytesFor(width, layout));  // odd heights too
+             frame.Randomize(random);
+             Outcome outcome;
+             outcome.ok = XFrame_SwapFields_Altivec(*frame);
+             outcome.bytes = frame.Bytes();
+             return outcome;
+         }},
+        {"FullD1_2_VCD_Top",
+         [](int width, int height, Layout layout, std::mt19937& random) {
+             return WithSourceAndDest(2 * width + 1, height, width, height / 2, layout, random,
+                                      [](auto& s, auto& d, double&) {
+                                          return XFrame_FullD1_2_VCD_Altivec(s, d, false);
+                                      });
+         }},
+        {"FullD1_2_VCD_Bottom",
+         [](int width, int height, Layout layout, std::mt19937& random) {
+             return WithSourceAndDest(
+                 2 * width, height + 1, width, height / 2, layout, random,
+                 [](auto& s, auto& d, double&) { return XFrame_FullD1_2_VCD_Altivec(s, d, true); });
+         }},
+    };
+}
+
+void PrintTo(KernelCase const& kernelCase, std::ostream* out) { *out << kernelCase.name; }
+
+class XFrameKernelConformance : public ::testing::TestWithParam<KernelCase> {};
+
+TEST_P(XFrameKernelConformance, SimdKernelsMatchTheScalarReferenceByteForByte) {
+    // Widths around the 16- and 32-byte steps (4 and 8 pixels), width 1, and random sizes;
+    // heights are even, as the de-interlacers need.
+    std::vector<std::pair<int, int>> sizes = {{1, 2},  {2, 2},   {3, 4},  {4, 2},  {5, 6},
+                                              {7, 2},  {8, 4},   {9, 8},  {15, 2}, {16, 6},
+                                              {17, 4}, {33, 10}, {63, 2}, {65, 12}};
+    std::mt19937 sizeRandom(2024);
+    for (int i = 0; i < 6; ++i) {
+        sizes.push_back({1 + int(sizeRandom() % 200), 2 * (1 + int(sizeRandom() % 12))});
+    }
+    KernelCase const& kernelCase = GetParam();
+    int compared = 0;
+    for (auto [width, height] : sizes) {
+        for (Layout layout : {kTight, kPadded, kBottomUp}) {
+            uint32_t const seed = uint32_t(width * 1000 + height * 10 + layout);
+            Outcome reference;
+            {
+                KernelSetScope scope(XFrameKernelSet::Reference);
+                std::mt19937 random(seed);
+                reference = kernelCase.run(width, height, layout, random);
+            }
+            ASSERT_TRUE(reference.ok) << width << "x" << height << " layout " << layout;
+            for (XFrameKernelSet set : {XFrameKernelSet::SSE2, XFrameKernelSet::AVX2}) {
+                KernelSetScope scope(set);
+                if (!scope.Got(set)) {
+                    continue;  // this CPU lacks the set; the best one it has is tested
+                }
+                std::mt19937 random(seed);
+                Outcome const outcome = kernelCase.run(width, height, layout, random);
+                ASSERT_TRUE(outcome == reference)
+                    << XFrame_KernelSetName(set) << " " << width << "x" << height << " layout "
+                    << layout << " motion " << outcome.motion << " vs " << reference.motion;
+                ++compared;
+            }
+        }
+    }
+    EXPECT_GT(compared, 0) << "no SIMD kernel set on this CPU";
+}
+
+INSTANTIATE_TEST_SUITE_P(AllVectorForms, XFrameKernelConformance,
+                         ::testing::ValuesIn(KernelCases()),
+                         [](::testing::TestParamInfo<KernelCase> const& info) {
+                             return std::string(info.param.name);
+                         });
+
+TEST(XFrameKernelSelection, BestSetIsChosenOnceAndCanBeForced) {
+    XFrameKernelSet const best = XFrame_BestKernelSet();
+    EXPECT_NE(best, XFrameKernelSet::Reference) << "x86-64 always has SSE2";
+    {
+        KernelSetScope scope(XFrameKernelSet::Reference);
+        EXPECT_EQ(XFrame_CurrentKernelSet(), XFrameKernelSet::Reference);
+    }
+    EXPECT_EQ(XFrame_BestKernelSet(), best);
+}
+
+}  // namespace
