@@ -1,0 +1,26 @@
+#include "platform/imaging/CICropNode.h"
+
+CICropNode::CICropNode(std::shared_ptr<CIImageNode const> input, QRectF const& rect)
+    : CIImageNode(rect & input->extent()), mInput(std::move(input)) {}
+
+int CICropNode::scratchRows() const { return mInput->scratchRows(); }
+
+void CICropNode::prepare(CIRenderState& state, QRect const& region) const {
+    mInput->prepare(state, region & pixelExtent());
+}
+
+QString CICropNode::description() const {
+    QRect const& pixels = pixelExtent();
+    return QString("crop(%1,%2 %3x%4, %5)")
+        .arg(pixels.x())
+        .arg(pixels.y())
+        .arg(pixels.width())
+        .arg(pixels.height())
+        .arg(mInput->description());
+}
+
+uint32_t const* CICropNode::rowInside(CIRenderState& state, int y, int x, int count,
+                                      uint32_t* out) const {
+    // Inside the crop is inside the input, so this passes the input's pixels through.
+    return mInput->row(state, y, x, count, out);
+}
