@@ -148,25 +148,50 @@ uint32_t const* CITransformNode::sampledRow(CIRenderState& state, int y, int x, 
     int const lastX = bounds.right();
     int const lastY = bounds.bottom();
 
+    auto const heldColumn = [&](int64_t sample, int& x0, int& x1, uint32_t& fx) {
+        int64_t const held = std::clamp(sample, clampLeft, clampRight);
+        x0 = static_cast<int>(held >> 16) - view.region.left();
+        x1 = std::min(static_cast<int>(held >> 16) + 1, lastX) - view.region.left();
+        fx = static_cast<uint32_t>(held >> 8) & 0xFF;
+    };
+    if (stepV == 0) {
+        // No rotation or shear (every scaled draw): the rows and their weight are fixed.
+        if (sampleV < insideTop || sampleV >= insideBottom) {
+            std::fill_n(out, count, 0u);
+            return out;
+        }
+        int64_t const heldV = std::clamp(sampleV, clampTop, clampBottom);
+        int const y0 = static_cast<int>(heldV >> 16);
+        uint32_t const* row0 = view.rowAt(y0);
+        uint32_t const* row1 = view.rowAt(std::min(y0 + 1, lastY));
+        uint32_t const fy = static_cast<uint32_t>(heldV >> 8) & 0xFF;
+        for (int i = 0; i < count; ++i, sampleU += stepU) {
+            if (sampleU < insideLeft || sampleU >= insideRight) {
+                out[i] = 0;
+                continue;
+            }
+            int x0, x1;
+            uint32_t fx;
+            heldColumn(sampleU, x0, x1, fx);
+            out[i] = Lerp(Lerp(row0[x0], row0[x1], fx), Lerp(row1[x0], row1[x1], fx), fy);
+        }
+        return out;
+    }
     for (int i = 0; i < count; ++i, sampleU += stepU, sampleV += stepV) {
         if (sampleU < insideLeft || sampleU >= insideRight || sampleV < insideTop ||
             sampleV >= insideBottom) {
             out[i] = 0;
             continue;
         }
-        int64_t const heldU = std::clamp(sampleU, clampLeft, clampRight);
         int64_t const heldV = std::clamp(sampleV, clampTop, clampBottom);
-        int const x0 = static_cast<int>(heldU >> 16);
         int const y0 = static_cast<int>(heldV >> 16);
-        uint32_t const fx = static_cast<uint32_t>(heldU >> 8) & 0xFF;
-        uint32_t const fy = static_cast<uint32_t>(heldV >> 8) & 0xFF;
-        int const x1 = std::min(x0 + 1, lastX);
-        int const y1 = std::min(y0 + 1, lastY);
         uint32_t const* row0 = view.rowAt(y0);
-        uint32_t const* row1 = view.rowAt(y1);
-        int const i0 = x0 - view.region.left();
-        int const i1 = x1 - view.region.left();
-        out[i] = Lerp(Lerp(row0[i0], row0[i1], fx), Lerp(row1[i0], row1[i1], fx), fy);
+        uint32_t const* row1 = view.rowAt(std::min(y0 + 1, lastY));
+        uint32_t const fy = static_cast<uint32_t>(heldV >> 8) & 0xFF;
+        int x0, x1;
+        uint32_t fx;
+        heldColumn(sampleU, x0, x1, fx);
+        out[i] = Lerp(Lerp(row0[x0], row0[x1], fx), Lerp(row1[x0], row1[x1], fx), fy);
     }
     return out;
 }
