@@ -171,6 +171,7 @@ BENCHMARK(BM_CameraImageCopy)->Unit(benchmark::kMicrosecond);
 
 // The monitor view: the muxed picture drawn scaled to fill a 960 x 720 view.
 void BM_MonitorScaledMux(benchmark::State& state) {
+    KernelChoice choice(state);
     import_CIVIZStereoMuxFilter(true);
     auto const right = RandomFrame(6);
     auto const left = RandomFrame(7);
@@ -187,7 +188,7 @@ void BM_MonitorScaledMux(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * 960 * 720);
 }
-BENCHMARK(BM_MonitorScaledMux)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MonitorScaledMux)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

@@ -9,6 +9,23 @@ void CICropNode::prepare(CIRenderState& state, QRect const& region) const {
     mInput->prepare(state, region & pixelExtent());
 }
 
+bool CICropNode::pixelView(CIPixelView& view) const {
+    // A crop of memory is the same memory, less of it.
+    CIPixelView whole;
+    if (!mInput->pixelView(whole)) {
+        return false;
+    }
+    QRect const region = whole.region & pixelExtent();
+    if (region.isEmpty()) {
+        return false;
+    }
+    view.base = reinterpret_cast<unsigned char const*>(whole.rowAt(region.top()) +
+                                                       (region.left() - whole.region.left()));
+    view.rowBytes = whole.rowBytes;
+    view.region = region;
+    return true;
+}
+
 QString CICropNode::description() const {
     QRect const& pixels = pixelExtent();
     return QString("crop(%1,%2 %3x%4, %5)")

@@ -12,6 +12,7 @@ public:
     std::shared_ptr<CIImageNode const> const& input() const { return mInput; }
     int scratchRows() const override;
     void prepare(CIRenderState& state, QRect const& region) const override;
+    bool pixelView(CIPixelView& view) const override;
     QString description() const override;
 
 protected:

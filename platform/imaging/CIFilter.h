@@ -2,7 +2,7 @@
 // Filters by name. A filter has named inputs (setValue / valueForKey), an attribute
 // dictionary that describes them (class, default, identity, minimum, slider range) and a
 // lazy output image. A registry makes filters by name: the built-in ones and any the program
-// registers.
+// registers. Main thread only, like the rest of the imaging library.
 
 #include <functional>
 #include <memory>

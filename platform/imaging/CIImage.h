@@ -27,9 +27,10 @@ public:
 
     // An image over a copy of the pixels: later changes to that memory do not show.
     static CIImage imageWithARGBData(void const* pixels, int width, int height, int rowBytes);
-    // An image over the pixels themselves, no copy: the memory must outlive the image and
-    // every image made from it, unless `owner` keeps it alive. rowBytes may be negative
-    // (bottom-up memory: `pixels` is row 0). Pixels and rowBytes are 4-byte aligned.
+    // An image over the pixels themselves, no copy: a draw reads the memory as it is at the
+    // time of the draw. The memory must outlive the image and every image made from it,
+    // unless `owner` keeps it alive. rowBytes may be negative (bottom-up memory: `pixels` is
+    // row 0). Pixels and rowBytes are 4-byte aligned.
     static CIImage imageWithSharedARGBData(void const* pixels, int width, int height, int rowBytes,
                                            std::shared_ptr<void const> owner = nullptr);
     // An image sharing `image`'s pixels (Qt's implicit sharing keeps them alive and

@@ -68,6 +68,37 @@ void CIColorMatrixRow_C(uint32_t const* src, uint32_t* dst, int width,
     }
 }
 
+void CIBilinearRow_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                     CIBilinearSpan const& span) {
+    int64_t const first = int64_t{span.firstColumn} << 16;
+    int64_t const last = int64_t{span.lastColumn} << 16;
+    uint32_t const fy = span.fy;
+    int64_t u = span.u;
+    for (int i = 0; i < width; ++i, u += span.stepU) {
+        int64_t const held = std::clamp(u, first, last);
+        int const x0 = static_cast<int>(held >> 16);
+        int const x1 = std::min(x0 + 1, span.lastColumn);
+        uint32_t const fx = static_cast<uint32_t>(held >> 8) & 0xFF;
+        uint32_t result = 0;
+        for (int shift = 0; shift < 32; shift += 8) {
+            auto const byte = [shift](uint32_t p) { return (p >> shift) & 0xFF; };
+            uint32_t const left = (byte(row0[x0]) * (256 - fy) + byte(row1[x0]) * fy + 128) >> 8;
+            uint32_t const right = (byte(row0[x1]) * (256 - fy) + byte(row1[x1]) * fy + 128) >> 8;
+            result |= ((left * (256 - fx) + right * fx + 128) >> 8) << shift;
+        }
+        dst[i] = result;
+    }
+}
+
+void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                   CIBilinearSpan const& span) {
+    if (CIUseSSE2Kernels()) {
+        CIBilinearRow_SSE2(row0, row1, dst, width, span);
+    } else {
+        CIBilinearRow_C(row0, row1, dst, width, span);
+    }
+}
+
 void CIColorMatrixRow(uint32_t const* src, uint32_t* dst, int width,
                       CIColorMatrixRowCoefficients const& matrix) {
     int done = 0;

@@ -27,6 +27,24 @@ void CIColorMatrixRow_SSE2(uint32_t const* src, uint32_t* dst, int width,
 void CIColorMatrixRow(uint32_t const* src, uint32_t* dst, int width,
                       CIColorMatrixRowCoefficients const& matrix);
 
+// One output row of an axis-aligned bilinear resample between two input rows. Output pixel i
+// samples column u + i * stepU (16.16 fixed point, column c's centre at c << 16), held to
+// firstColumn .. lastColumn so edges repeat; rows are blended with row1's share fy / 256.
+// Vertical first, then horizontal, each rounded: identical in both forms.
+struct CIBilinearSpan {
+    int64_t u;
+    int64_t stepU;
+    int firstColumn;
+    int lastColumn;
+    uint32_t fy;  // 0..255
+};
+void CIBilinearRow_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                     CIBilinearSpan const& span);
+void CIBilinearRow_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                        CIBilinearSpan const& span);
+void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                   CIBilinearSpan const& span);
+
 // true forces every kernel of the program (this library's and its users') onto the reference.
 void CISetForceReferenceKernels(bool force);
 // true when the SSE2 forms are built in, the CPU has them and the reference is not forced.

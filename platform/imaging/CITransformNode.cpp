@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/imaging/CIPixelKernels.h"
 #include "platform/imaging/CIRenderState.h"
 
 namespace {
@@ -73,6 +74,15 @@ void CITransformNode::prepare(CIRenderState& state, QRect const& region) const {
     if (!mExact && !mInput->pixelView(view)) {
         state.materialize(*mInput, needed);
     }
+}
+
+bool CITransformNode::pixelView(CIPixelView& view) const {
+    // A whole-pixel move of memory is the same memory at other coordinates.
+    if (!mExact || mFlipX || mFlipY || !mInput->pixelView(view)) {
+        return false;
+    }
+    view.region.translate(mDx, mDy);
+    return true;
 }
 
 QString CITransformNode::description() const {
@@ -155,26 +165,32 @@ uint32_t const* CITransformNode::sampledRow(CIRenderState& state, int y, int x, 
         fx = static_cast<uint32_t>(held >> 8) & 0xFF;
     };
     if (stepV == 0) {
-        // No rotation or shear (every scaled draw): the rows and their weight are fixed.
+        // No rotation or shear (every scaled draw): fixed rows, and the pixels inside form
+        // one run since the column moves one way.
         if (sampleV < insideTop || sampleV >= insideBottom) {
             std::fill_n(out, count, 0u);
             return out;
         }
+        auto const insideAt = [&](int i) {
+            int64_t const sample = sampleU + int64_t{i} * stepU;
+            return sample >= insideLeft && sample < insideRight;
+        };
+        int begin = 0;
+        int end = count;
+        while (begin < end && !insideAt(begin)) {
+            out[begin++] = 0;
+        }
+        while (end > begin && !insideAt(end - 1)) {
+            out[--end] = 0;
+        }
         int64_t const heldV = std::clamp(sampleV, clampTop, clampBottom);
         int const y0 = static_cast<int>(heldV >> 16);
-        uint32_t const* row0 = view.rowAt(y0);
-        uint32_t const* row1 = view.rowAt(std::min(y0 + 1, lastY));
-        uint32_t const fy = static_cast<uint32_t>(heldV >> 8) & 0xFF;
-        for (int i = 0; i < count; ++i, sampleU += stepU) {
-            if (sampleU < insideLeft || sampleU >= insideRight) {
-                out[i] = 0;
-                continue;
-            }
-            int x0, x1;
-            uint32_t fx;
-            heldColumn(sampleU, x0, x1, fx);
-            out[i] = Lerp(Lerp(row0[x0], row0[x1], fx), Lerp(row1[x0], row1[x1], fx), fy);
-        }
+        int64_t const left = int64_t{view.region.left()} << 16;
+        CIBilinearSpan const span{
+            sampleU + int64_t{begin} * stepU - left, stepU, bounds.left() - view.region.left(),
+            bounds.right() - view.region.left(), static_cast<uint32_t>(heldV >> 8) & 0xFF};
+        CIBilinearRow(view.rowAt(y0), view.rowAt(std::min(y0 + 1, lastY)), out + begin, end - begin,
+                      span);
         return out;
     }
     for (int i = 0; i < count; ++i, sampleU += stepU, sampleV += stepV) {

@@ -22,6 +22,7 @@ public:
     QTransform const& transform() const { return mTransform; }
     int scratchRows() const override;
     void prepare(CIRenderState& state, QRect const& region) const override;
+    bool pixelView(CIPixelView& view) const override;
     QString description() const override;
 
 protected:

@@ -216,3 +216,30 @@ TEST(CIColorMatrixRow, SIMDMatchesReferenceByteForByte) {
         }
     }
 }
+
+TEST(CIBilinearRow, SIMDMatchesReferenceByteForByte) {
+    if (!CIUseSSE2Kernels()) {
+        GTEST_SKIP() << "no SSE2 kernels on this machine";
+    }
+    std::mt19937 rng(32);
+    for (int columns : {1, 2, 7, 640}) {
+        // The rows end where the columns do, so a read past the last column shows under ASan.
+        std::vector<uint32_t> row0(static_cast<size_t>(columns)),
+            row1(static_cast<size_t>(columns));
+        for (size_t i = 0; i < row0.size(); ++i) {
+            row0[i] = RandomPixel(rng, false);
+            row1[i] = RandomPixel(rng, false);
+        }
+        for (int64_t step : {int64_t{65536}, int64_t{43690}, int64_t{100000}, int64_t{-30000}}) {
+            int const width = 2 * columns + 3;
+            // Starts before the first column, so the held edges are exercised too.
+            CIBilinearSpan const span{step > 0 ? -70000 : (int64_t{columns} << 16) + 5000, step, 0,
+                                      columns - 1, uint32_t(rng() % 256)};
+            std::vector<uint32_t> simd(static_cast<size_t>(width)),
+                reference(static_cast<size_t>(width));
+            CIBilinearRow_SSE2(row0.data(), row1.data(), simd.data(), width, span);
+            CIBilinearRow_C(row0.data(), row1.data(), reference.data(), width, span);
+            ASSERT_EQ(simd, reference) << "columns " << columns << " step " << step;
+        }
+    }
+}

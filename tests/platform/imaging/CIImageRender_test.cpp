@@ -208,24 +208,37 @@ TEST(CIImageTransform, ScaledDrawIsBilinearWithHeldEdges) {
     }
 }
 
-TEST(CIImageTransform, SampledIntermediatesMatchTheSameSampledSource) {
-    // Scaling a recipe that is not plain memory renders it to an intermediate first; the
-    // result must equal scaling the same pixels held as a source image.
+TEST(CIImageTransform, SampledRecipesMatchTheSameSampledPixels) {
+    // Scaling a recipe samples its memory directly (crops and whole-pixel moves of memory)
+    // or renders it to an intermediate first (anything computed); either way the result must
+    // equal scaling the same pixels held as a plain source image.
     Picture const source = RandomPicture(40, 30, 9, false);
-    CIImage const recipe = source.image()
-                               .imageByApplyingColorMatrix(CIColorMatrix::scale(0.5, 0.75, 1.0))
-                               .imageByCroppingToRect(QRectF(5, 4, 20, 15));
-    Picture const flat = Render(recipe);
-    ASSERT_EQ(flat.width, 20);
-    CIImage const flatImage =
-        flat.image().imageByApplyingTransform(QTransform::fromTranslate(5, 4));
-
+    CIImage const recipes[] = {
+        source.image()
+            .imageByApplyingColorMatrix(CIColorMatrix::scale(0.5, 0.75, 1.0))
+            .imageByCroppingToRect(QRectF(5, 4, 20, 15)),
+        source.image().imageByCroppingToRect(QRectF(5, 4, 20, 15)),
+        source.image()
+            .imageByApplyingTransform(QTransform::fromTranslate(3, -2))
+            .imageByCroppingToRect(QRectF(5, 4, 20, 15)),
+    };
     QTransform scale;
     scale.scale(2.5, 1.5);
-    scale.rotate(10);
-    Picture const viaRecipe = Render(recipe.imageByApplyingTransform(scale), -10, 0, 60, 40);
-    Picture const viaSource = Render(flatImage.imageByApplyingTransform(scale), -10, 0, 60, 40);
-    EXPECT_EQ(viaRecipe.pixels, viaSource.pixels);
+    QTransform turnAndScale = scale;
+    turnAndScale.rotate(10);
+    for (CIImage const& recipe : recipes) {
+        Picture const flat = Render(recipe);
+        ASSERT_EQ(flat.width, 20);
+        CIImage const flatImage =
+            flat.image().imageByApplyingTransform(QTransform::fromTranslate(5, 4));
+        for (QTransform const& transform : {scale, turnAndScale}) {
+            Picture const viaRecipe =
+                Render(recipe.imageByApplyingTransform(transform), -10, 0, 70, 40);
+            Picture const viaSource =
+                Render(flatImage.imageByApplyingTransform(transform), -10, 0, 70, 40);
+            EXPECT_EQ(viaRecipe.pixels, viaSource.pixels) << recipe.description().toStdString();
+        }
+    }
 }
 
 TEST(CIImageCrop, KeepsPixelsWhoseCentresAreInside) {
