@@ -1,0 +1,226 @@
+// The stereo mux: its anaglyph arithmetic against an independent per-pixel reference, the
+// SSE2 row against the reference row, the union extent and the one-eye fall-throughs.
+
+#include "CocoaX/CIVIZStereoMuxFilter.h"
+
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+#include "CocoaX/CIVIZStereoMuxKernel.h"
+#include "platform/imaging/CIPixelKernels.h"
+#include "tests/platform/imaging/ImagingTestSupport.h"
+
+using namespace ImagingTest;
+
+namespace {
+
+// Dubois's published red-cyan least-squares matrices, typed in again here so that a slip in
+// the program's copy shows.
+double const kLeft[3][3] = {
+    {0.456, 0.500, 0.176}, {-0.040, -0.038, -0.016}, {-0.015, -0.021, -0.005}};
+double const kRight[3][3] = {
+    {-0.043, -0.088, -0.002}, {0.378, 0.734, -0.018}, {-0.072, -0.113, 1.226}};
+
+// The anaglyph of one pixel pair in double: the eye shown through red uses kLeft.
+uint32_t AnaglyphReference(uint32_t red, uint32_t cyan) {
+    int const alpha = std::max(Alpha(red), Alpha(cyan));
+    double const r[3] = {double(Red(red)), double(Green(red)), double(Blue(red))};
+    double const c[3] = {double(Red(cyan)), double(Green(cyan)), double(Blue(cyan))};
+    uint32_t result = uint32_t(alpha) << 24;
+    for (int out = 0; out < 3; ++out) {
+        double sum = 0;
+        for (int in = 0; in < 3; ++in) {
+            sum += kLeft[out][in] * r[in] + kRight[out][in] * c[in];
+        }
+        result |= uint32_t(std::clamp(std::lround(sum), 0L, long(alpha))) << (16 - 8 * out);
+    }
+    return result;
+}
+
+class StereoMux : public ::testing::TestWithParam<bool> {
+protected:
+    static void SetUpTestSuite() { ASSERT_TRUE(import_CIVIZStereoMuxFilter(true)); }
+    void SetUp() override { CISetForceReferenceKernels(GetParam()); }
+    void TearDown() override { CISetForceReferenceKernels(false); }
+
+    static CIImage Mux(CIImage const& right, CIImage const& left, double swap) {
+        auto filter = CIFilter::filterWithName("CIVIZStereoMuxFilter");
+        filter->setDefaults();
+        filter->setValue(right, "inputImage");
+        filter->setValue(left, "inputLeftImage");
+        filter->setValue(swap, "inputSwapEyes");
+        return filter->valueForKey("outputImage").value<CIImage>();
+    }
+};
+
+}  // namespace
+
+TEST(StereoMuxRow, ReferenceGivesKnownValues) {
+    StereoMuxCoefficients const normal = StereoMuxCoefficientsForSwap(0.0f);
+    uint32_t const left[4] = {Pixel(255, 255, 0, 0), 0xFF000000u, 0xFF000000u, 0xFFFFFFFFu};
+    uint32_t const right[4] = {0xFF000000u, Pixel(255, 0, 255, 0), Pixel(255, 0, 0, 255),
+                               0xFFFFFFFFu};
+    uint32_t out[4];
+    StereoMuxRow_C(right, left, out, 4, normal);
+    EXPECT_EQ(out[0], Pixel(255, 116, 0, 0));      // 0.456 * 255 = 116.3
+    EXPECT_EQ(out[1], Pixel(255, 0, 187, 0));      // 0.734 * 255 = 187.2
+    EXPECT_EQ(out[2], Pixel(255, 0, 0, 255));      // 1.226 * 255 clamps
+    EXPECT_EQ(out[3], Pixel(255, 255, 255, 255));  // each output row sums to 1
+
+    StereoMuxRow_C(left, right, out, 1, StereoMuxCoefficientsForSwap(1.0f));
+    EXPECT_EQ(out[0], Pixel(255, 116, 0, 0)) << "swapped: the right image is seen through red";
+}
+
+TEST_P(StereoMux, MatchesTheReferenceForBothSwapValues) {
+    for (bool opaque : {true, false}) {
+        Picture const right = RandomPicture(83, 17, opaque ? 60 : 61, opaque);
+        Picture const left = RandomPicture(83, 17, opaque ? 62 : 63, opaque);
+        Picture const normal = Render(Mux(right.image(), left.image(), 0.0));
+        Picture const swapped = Render(Mux(right.image(), left.image(), 1.0));
+        ASSERT_EQ(normal.width, 83);
+        Picture expectedNormal(83, 17), expectedSwapped(83, 17);
+        for (size_t i = 0; i < expectedNormal.pixels.size(); ++i) {
+            expectedNormal.pixels[i] = AnaglyphReference(left.pixels[i], right.pixels[i]);
+            expectedSwapped.pixels[i] = AnaglyphReference(right.pixels[i], left.pixels[i]);
+        }
+        EXPECT_LE(MaxByteDifference(normal, expectedNormal), 1) << "opaque " << opaque;
+        EXPECT_LE(MaxByteDifference(swapped, expectedSwapped), 1) << "opaque " << opaque;
+        // Swapping is exactly the same as exchanging the inputs.
+        EXPECT_EQ(swapped.pixels, Render(Mux(left.image(), right.image(), 0.0)).pixels);
+    }
+}
+
+TEST_P(StereoMux, HalfSwapIsSymmetricInTheEyes) {
+    Picture const right = RandomPicture(40, 8, 64, true);
+    Picture const left = RandomPicture(40, 8, 65, true);
+    Picture const a = Render(Mux(right.image(), left.image(), 0.5));
+    Picture const b = Render(Mux(left.image(), right.image(), 0.5));
+    EXPECT_EQ(a.pixels, b.pixels);
+    EXPECT_NE(a.pixels, Render(Mux(right.image(), left.image(), 0.0)).pixels);
+}
+
+TEST_P(StereoMux, ExtentIsTheUnionAndEachEyeCountsAloneOutsideTheOther) {
+    Picture const right = RandomPicture(64, 48, 66, true);
+    Picture const left = RandomPicture(32, 24, 67, true);
+    CIImage const movedLeft =
+        left.image().imageByApplyingTransform(QTransform::fromTranslate(40, 30));
+    CIImage const muxed = Mux(right.image(), movedLeft, 0.0);
+    EXPECT_EQ(muxed.extent(), QRectF(0, 0, 72, 54));
+    Picture const out = Render(muxed, 0, 0, 80, 60);
+    for (int y = 0; y < 60; ++y) {
+        for (int x = 0; x < 80; ++x) {
+            uint32_t const r = x < 64 && y < 48 ? right.at(x, y) : 0;
+            uint32_t const l = x >= 40 && x < 72 && y >= 30 && y < 54 ? left.at(x - 40, y - 30) : 0;
+            uint32_t const expected = r == 0 && l == 0 ? 0 : AnaglyphReference(l, r);
+            uint32_t const got = out.at(x, y);
+            ASSERT_LE(MaxByteDifference(Picture(1, 1, got), Picture(1, 1, expected)), 1)
+                << x << "," << y;
+        }
+    }
+}
+
+TEST_P(StereoMux, OneEyeFallsThroughUnchanged) {
+    Picture const picture = RandomPicture(8, 8, 68, true);
+    CIImage const image = picture.image();
+    EXPECT_EQ(Mux(CIImage(), image, 1.0), image) << "only the left eye";
+    EXPECT_EQ(Mux(image, CIImage(), 0.0), image) << "only the right eye";
+    EXPECT_TRUE(Mux(CIImage(), CIImage(), 0.0).isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, StereoMux, ::testing::Values(false, true),
+                         [](auto const& info) { return info.param ? "Reference" : "SIMD"; });
+
+TEST(StereoMuxRow, SIMDMatchesReferenceByteForByte) {
+    if (!CIUseSSE2Kernels()) {
+        GTEST_SKIP() << "no SSE2 kernels on this machine";
+    }
+    std::mt19937 rng(70);
+    std::vector<int> widths;
+    for (int w = 8; w <= 48; w += 8) {
+        widths.push_back(w);
+    }
+    widths.insert(widths.end(), {640, 1024});
+    for (float swap : {0.0f, 1.0f, 0.3f}) {
+        StereoMuxCoefficients const coefficients = StereoMuxCoefficientsForSwap(swap);
+        for (int width : widths) {
+            for (int offset : {0, 1, 3}) {  // unaligned starts
+                // Buffers end where the row does, so an over-read shows under ASan.
+                std::vector<uint32_t> right(size_t(width + offset)), left(size_t(width + offset));
+                for (size_t i = 0; i < right.size(); ++i) {
+                    right[i] = RandomPixel(rng, i % 3 != 0);
+                    left[i] = RandomPixel(rng, i % 5 != 0);
+                }
+                std::vector<uint32_t> simd(size_t(width + offset)),
+                    reference(size_t(width + offset));
+                StereoMuxRow_SSE2(right.data() + offset, left.data() + offset, simd.data() + offset,
+                                  width, coefficients);
+                StereoMuxRow_C(right.data() + offset, left.data() + offset,
+                               reference.data() + offset, width, coefficients);
+                ASSERT_EQ(simd, reference) << "width " << width << " offset " << offset;
+            }
+        }
+    }
+    // The dispatcher's tail: odd widths mix both forms.
+    for (int width : {1, 7, 9, 641}) {
+        size_t const n = size_t(width);
+        std::vector<uint32_t> right(n), left(n), a(n), b(n);
+        for (int i = 0; i < width; ++i) {
+            right[size_t(i)] = RandomPixel(rng, true);
+            left[size_t(i)] = RandomPixel(rng, true);
+        }
+        StereoMuxRow(right.data(), left.data(), a.data(), width, StereoMuxCoefficientsForSwap(0));
+        StereoMuxRow_C(right.data(), left.data(), b.data(), width, StereoMuxCoefficientsForSwap(0));
+        ASSERT_EQ(a, b) << "width " << width;
+    }
+}
+
+TEST(CIVIZStereoMuxFilterClass, ImportCompilesOnceAndRegistersTheName) {
+    EXPECT_TRUE(import_CIVIZStereoMuxFilter(false));
+    auto const kernel = CIVIZStereoMuxFilter::kernel();
+    ASSERT_NE(kernel, nullptr);
+    EXPECT_EQ(kernel->name(), "stereoMux");
+    EXPECT_TRUE(import_CIVIZStereoMuxFilter(true));
+    EXPECT_EQ(CIVIZStereoMuxFilter::kernel(), kernel) << "compiled once per run";
+
+    auto filter = CIFilter::filterWithName("CIVIZStereoMuxFilter");
+    ASSERT_NE(filter, nullptr);
+    EXPECT_EQ(filter->inputKeys(), (QStringList{"inputImage", "inputLeftImage", "inputSwapEyes"}));
+    EXPECT_FALSE(filter->valueForKey("inputSwapEyes").isValid());
+    filter->setDefaults();
+    EXPECT_EQ(filter->valueForKey("inputSwapEyes"), QVariant(0.0));
+}
+
+TEST(CIVIZStereoMuxFilterClass, AttributesAddTheFiltersEntriesToTheBase) {
+    QVariantMap const attributes = CIVIZStereoMuxFilter().attributes();
+    EXPECT_EQ(attributes.value("CIAttributeFilterName"), "CIVIZStereoMuxFilter");
+    EXPECT_EQ(attributes.value("CIAttributeFilterDisplayName"), "CIVIZStereoMuxFilter");
+    EXPECT_EQ(attributes.value("CIAttributeDescription"), "CIVIZStereoMuxFilter");
+    EXPECT_EQ(attributes.value("inputImage").toMap().value("CIAttributeClass"), "CIImage")
+        << "the base class's entry";
+    EXPECT_EQ(attributes.value("inputLeftImage").toMap().value("CIAttributeClass"), "CIImage");
+    QVariantMap const swap = attributes.value("inputSwapEyes").toMap();
+    EXPECT_EQ(swap.value("CIAttributeClass"), "NSNumber");
+    EXPECT_EQ(swap.value("CIAttributeType"), "CIAttributeTypeScalar");
+    EXPECT_EQ(swap.value("CIAttributeMin"), 0.0);
+    EXPECT_EQ(swap.value("CIAttributeSliderMax"), 1.0);
+    EXPECT_FALSE(swap.contains("CIAttributeMax"));
+}
+
+TEST(CIFilterBaseKernels, MissingOrEmptyKernelTextIsLoggedAndGivesNone) {
+    LogCapture log;
+    EXPECT_EQ(CIFilterBase::kernelFromKernelCode(""), nullptr);
+    EXPECT_NE(log.text().find("kernelCode"), std::string::npos) << log.text();
+    EXPECT_EQ(CIFilterBase::kernelFromKernelCode("/* no declarations */"), nullptr);
+    EXPECT_NE(log.text().find("kernels"), std::string::npos);
+    EXPECT_EQ(CIFilterBase::kernelFromKernelData(QByteArray("kernel vec4 stereoMux(\xff);")),
+              nullptr);
+    EXPECT_NE(log.text().find("utf8"), std::string::npos);
+    EXPECT_EQ(CIFilterBase::kernelFromBundleFile("noSuchKernel"), nullptr);
+
+    import_CIVIZStereoMuxFilter(false);
+    auto const kernel =
+        CIFilterBase::kernelFromKernelData("kernel vec4 stereoMux(sampler r, sampler l, float s);");
+    ASSERT_NE(kernel, nullptr);
+    EXPECT_EQ(kernel->routine(), CIVIZStereoMuxFilter::kernel()->routine());
+}

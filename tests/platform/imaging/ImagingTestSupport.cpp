@@ -1,0 +1,59 @@
+#include "tests/platform/imaging/ImagingTestSupport.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/folders/PlatformFolders.h"
+#include "platform/imaging/CIContext.h"
+#include "tests/support/TestEnvironment.h"
+
+namespace ImagingTest {
+namespace {
+
+std::string LogsFolder() { return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder); }
+
+}  // namespace
+
+Picture Render(CIImage const& image, int x, int y, int width, int height) {
+    // Filled with a marker, so that a pixel the draw forgot shows.
+    Picture picture(width, height, 0xA5A5A5A5u);
+    auto context =
+        CIContext::contextWithBitmap(picture.pixels.data(), width, height, picture.rowBytes());
+    context->drawImage(image, QPointF(0, 0), QRectF(x, y, width, height));
+    return picture;
+}
+
+int MaxByteDifference(Picture const& a, Picture const& b) {
+    if (a.width != b.width || a.height != b.height) {
+        return 256;
+    }
+    int worst = 0;
+    for (size_t i = 0; i < a.pixels.size(); ++i) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            int const da = int((a.pixels[i] >> shift) & 0xFF);
+            int const db = int((b.pixels[i] >> shift) & 0xFF);
+            worst = std::max(worst, std::abs(da - db));
+        }
+    }
+    return worst;
+}
+
+LogCapture::LogCapture() : mSaved(CoreMachDebugLogGetUseLogger()) {
+    std::filesystem::remove_all(LogsFolder());
+    CoreMachDebugLogResetFileLocation();
+    PlatformFolders::MakeFolders(LogsFolder());
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputFile);
+}
+
+LogCapture::~LogCapture() {
+    CoreMachDebugLogSetUseLogger(mSaved);
+    std::filesystem::remove_all(LogsFolder());
+    CoreMachDebugLogResetFileLocation();
+}
+
+std::string LogCapture::text() const {
+    return TestEnvironment::ReadFile(LogsFolder() + "/Duoscope.log");
+}
+
+}  // namespace ImagingTest

@@ -1,0 +1,80 @@
+#pragma once
+// Pictures, pixel access and log capture for the imaging and filter tests.
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <QImage>
+
+#include "CoreX/CoreMachDebugLog.h"
+#include "platform/imaging/CIImage.h"
+
+namespace ImagingTest {
+
+// A packed width x height picture of 32-bit premultiplied ARGB words.
+struct Picture {
+    int width = 0;
+    int height = 0;
+    std::vector<uint32_t> pixels;
+
+    Picture() = default;
+    Picture(int w, int h, uint32_t fill = 0) : width(w), height(h), pixels(size_t(w) * h, fill) {}
+    uint32_t& at(int x, int y) { return pixels[size_t(y) * width + x]; }
+    uint32_t at(int x, int y) const { return pixels[size_t(y) * width + x]; }
+    int rowBytes() const { return width * 4; }
+    CIImage image() const {
+        return CIImage::imageWithARGBData(pixels.data(), width, height, rowBytes());
+    }
+};
+
+inline uint32_t Pixel(int a, int r, int g, int b) {
+    return uint32_t(a) << 24 | uint32_t(r) << 16 | uint32_t(g) << 8 | uint32_t(b);
+}
+inline int Alpha(uint32_t p) { return int(p >> 24); }
+inline int Red(uint32_t p) { return int((p >> 16) & 0xFF); }
+inline int Green(uint32_t p) { return int((p >> 8) & 0xFF); }
+inline int Blue(uint32_t p) { return int(p & 0xFF); }
+
+// A valid premultiplied pixel: every colour byte at most alpha.
+inline uint32_t RandomPixel(std::mt19937& rng, bool opaque) {
+    int const a = opaque ? 255 : int(rng() % 256);
+    auto channel = [&] { return a == 0 ? 0 : int(rng() % uint32_t(a + 1)); };
+    int const r = channel();
+    int const g = channel();
+    int const b = channel();
+    return Pixel(a, r, g, b);
+}
+
+inline Picture RandomPicture(int width, int height, uint32_t seed, bool opaque) {
+    std::mt19937 rng(seed);
+    Picture picture(width, height);
+    for (uint32_t& p : picture.pixels) {
+        p = RandomPixel(rng, opaque);
+    }
+    return picture;
+}
+
+// Renders `image`'s pixels over rect (x, y, width, height) of image coordinates.
+Picture Render(CIImage const& image, int x, int y, int width, int height);
+inline Picture Render(CIImage const& image) {
+    QRect const r = image.extent().toAlignedRect();
+    return Render(image, r.x(), r.y(), r.width(), r.height());
+}
+
+// The largest difference of any byte of any pixel.
+int MaxByteDifference(Picture const& a, Picture const& b);
+
+// Collects what VERIFY logs while it lives.
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    std::string text() const;
+
+private:
+    kCoreLogOutput mSaved;
+};
+
+}  // namespace ImagingTest
