@@ -4,38 +4,16 @@
 #include "CoreG/BitmapContext.h"
 
 #include <cstring>
-#include <filesystem>
 
 #include <QPainter>
 
 #include <gtest/gtest.h>
 
-#include "CoreX/CoreMachDebugLog.h"
-#include "platform/folders/PlatformFolders.h"
-#include "tests/support/TestEnvironment.h"
+#include "tests/support/TestLogCapture.h"
 
 using CoreGraphics::BitmapContext;
 
 namespace {
-
-// Collects the verification lines written while it lives.
-class LogCapture {
-public:
-    LogCapture() {
-        std::filesystem::create_directories(
-            PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder));
-        CoreMachDebugLogResetFileLocation();
-        mStart = Text().size();
-    }
-    std::string Lines() const { return Text().substr(mStart); }
-
-private:
-    static std::string Text() {
-        return TestEnvironment::ReadFile(
-            PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder) + "/Duoscope.log");
-    }
-    std::size_t mStart = 0;
-};
 
 TEST(BitmapContext, SizesFollowTypeAndRowBytes) {
     BitmapContext argb;
@@ -69,7 +47,7 @@ TEST(BitmapContext, PaddedRowsAreKeptShortRowsAreReported) {
     EXPECT_EQ(padded.mImageRowBytes, 64u);
     EXPECT_EQ(padded.mImageDataSize, 256u);
 
-    LogCapture log;
+    TestLogCapture log;
     BitmapContext shortRows;
     ASSERT_TRUE(shortRows.Construct(10, 4, CoreGraphics::kBitmapTypeARGB, 20));
     EXPECT_EQ(shortRows.mImageRowBytes, 40u);
@@ -132,7 +110,7 @@ TEST(BitmapContext, CropCountsRowsFromTheBottom) {
     EXPECT_EQ(crop.bytesPerLine(), 2560);
 
     // A crop whose rows or columns leave the picture would read past the memory.
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(600, 0, 100, 10)).isNull());
     EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(0, 450, 10, 100)).isNull());
     EXPECT_NE(log.Lines().find("fInside"), std::string::npos);
@@ -153,7 +131,7 @@ TEST(BitmapContext, DrawScalesIntoAnotherContext) {
     EXPECT_EQ(result.pixel(6, 6), qRgb(0, 255, 0));
     EXPECT_EQ(result.pixel(1, 1), qRgb(0, 0, 0));
 
-    LogCapture log;
+    TestLogCapture log;
     BitmapContext unbuilt;
     unbuilt.Draw(target.mContext.get(), QRectF(0, 0, 8, 8));
     source.Draw(nullptr, QRectF(0, 0, 8, 8));
