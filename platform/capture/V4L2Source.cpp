@@ -37,8 +37,12 @@ int StatusOf(int err) {
 V4L2Source::~V4L2Source() { mStream.Stop(); }
 
 int V4L2Source::Fail(char const* what, int err) {
-    CoreMachDebugLog("V4L2Source: '%s' (%s): %s failed: %s\n", mCameraName.c_str(), mPath.c_str(),
-                     what, std::strerror(-err));
+    // A camera that another program or grabber holds is an everyday answer while the default
+    // camera is looked for; whoever asked for this camera in particular reports it.
+    if (err != -EBUSY) {
+        CoreMachDebugLog("V4L2Source: '%s' (%s): %s failed: %s\n", mCameraName.c_str(),
+                         mPath.c_str(), what, std::strerror(-err));
+    }
     mStream.Stop();
     mBuffers.clear();
     mFd.Reset();
