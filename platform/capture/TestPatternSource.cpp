@@ -19,6 +19,13 @@ std::int64_t NowMicroseconds() {
         .count();
 }
 
+// The scene starts when the first input of the process starts, so that every run shows the
+// same sequence: the eyes of two runs that each take their 11th frame see one moment.
+std::int64_t SceneStartMicroseconds() {
+    static std::int64_t const sStart = NowMicroseconds();
+    return sStart;
+}
+
 }  // namespace
 
 void TestPatternSource::TurboJPEGDestroyer::operator()(void* handle) const { tjDestroy(handle); }
@@ -47,6 +54,7 @@ int TestPatternSource::Construct() {
 }
 
 int TestPatternSource::Start() {
+    SceneStartMicroseconds();
     mStreaming = true;
     mLastTick = -1;  // the first grab delivers at once
     return noErr;
@@ -93,13 +101,15 @@ int TestPatternSource::Grab(CaptureFrameHandler& handler) {
     }
     // Both eyes render the scene at the same tick of the same clock, so a pair of frames
     // grabbed in one tick shows one moment.
-    std::int64_t const tick = now * kFramesPerSecond / 1000000;
+    std::int64_t const sinceStart = now - SceneStartMicroseconds();
+    std::int64_t const tick = sinceStart * kFramesPerSecond / 1000000;
     bool const freeRunning = TestPatternBackEnd::FreeRunning();
     if (!freeRunning && tick <= mLastTick) {
         return noErr;
     }
     mLastTick = tick;
-    double const seconds = freeRunning ? now / 1e6 : static_cast<double>(tick) / kFramesPerSecond;
+    double const seconds =
+        freeRunning ? sinceStart / 1e6 : static_cast<double>(tick) / kFramesPerSecond;
     std::size_t size = 0;
     int const err = EncodeFrame(seconds, size);
     if (err != noErr) {
