@@ -50,6 +50,8 @@ public:
     // An image over the whole picture that shares its memory: it shows what is drawn later
     // and must not outlive this object. Null when not constructed.
     virtual QImage ConstructCGImage() const;
+    // The pixel memory (malloc, not cleared). A subclass that allocates otherwise calls
+    // Destruct in its own destructor, where its DeleteImageData is still the one called.
     virtual std::uint8_t* CreateImageData(std::size_t size);
     virtual void DeleteImageData(std::uint8_t* data);
     virtual bool ConstructGWorld();

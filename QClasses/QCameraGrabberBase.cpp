@@ -245,6 +245,11 @@ int QCameraGrabberBase::OpenCameraInput(Camera const* camera) {
         int err = OpenInitializeCamera(mFrameBufferRect, mFrameBufferPixelFormat, camera);
         if (err == noErr) {
             err = StartRecord();
+            if (err != noErr) {
+                // A camera that cannot stream (no USB bandwidth) is given up, so that the
+                // next period tries again.
+                StopRecord();
+            }
         }
         return err;
     }
@@ -456,6 +461,9 @@ int QCameraGrabberBase::SwitchToCamera(Camera const& camera) {
     // clang-format off
     VERIFY_ERR(result=StartRecord());
     // clang-format on
+    if (result != noErr) {
+        StopRecord();  // no channel: Idle opens the default camera again
+    }
     return result;
 }
 

@@ -77,6 +77,10 @@ int PackedBytesPerPixel(OSType cType) {
 
 }  // namespace
 
+int DecompressSequence::MinimumBytesPerLine(OSType cType, int width) {
+    return IsJPEG(cType) ? 0 : PackedBytesPerPixel(cType) * width;
+}
+
 int DecompressSequence::Begin(ImageDescription const& camera, SGPixMap const& destination) {
     End();
     bool fOk = CanDecode(camera.cType);
@@ -89,7 +93,7 @@ int DecompressSequence::Begin(ImageDescription const& camera, SGPixMap const& de
                      destination.height > 0 && destination.rowBytes >= 4 * destination.width);
     }
     if (fOk && !IsJPEG(camera.cType)) {
-        VERIFY(fOk = camera.bytesPerLine >= PackedBytesPerPixel(camera.cType) * camera.width);
+        VERIFY(fOk = camera.bytesPerLine >= MinimumBytesPerLine(camera.cType, camera.width));
     }
     if (!fOk) {
         return paramErr;

@@ -23,6 +23,8 @@ public:
     // (0 best: MJPEG, 1: YUYV, 2: other raw formats).
     static bool CanDecode(OSType cType);
     static int FormatPreference(OSType cType);
+    // The shortest row a raw frame of this format can have (0 for JPEG).
+    static int MinimumBytesPerLine(OSType cType, int width);
 
     // Prepares for frames described by `camera`, drawn onto all of `destination`.
     int Begin(ImageDescription const& camera, SGPixMap const& destination);

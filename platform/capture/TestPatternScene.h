@@ -20,7 +20,7 @@ public:
         double textureOffsetX;  // the background's texture drifts instead of the plane
     };
 
-    // Where the planes are `seconds` into the scene's loop.
+    // Where the planes are `seconds` into the scene.
     static void PlanesAt(double seconds, Plane planes[kPlaneCount]);
     // Focal length in pixels for a picture `width` pixels wide.
     static double FocalLength(int width) { return 0.8 * width; }

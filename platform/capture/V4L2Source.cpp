@@ -54,9 +54,11 @@ int V4L2Source::Open(std::string const& path, std::string const& cameraName, int
     mPath = path;
     mCameraName = cameraName;
     mLost = false;
-    mFd.Reset(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    int const opened = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    int const openErr = errno;
+    mFd.Reset(opened);
     if (!mFd.IsOpen()) {
-        return Fail("open", -errno);
+        return Fail("open", -openErr);
     }
     int const fd = mFd.Get();
     v4l2_capability capability{};
@@ -112,8 +114,9 @@ int V4L2Source::Open(std::string const& path, std::string const& cameraName, int
     // Rows can be padded (bytesperline beyond the pixels); compressed formats report 0.
     mDescription.bytesPerLine = static_cast<std::int32_t>(pix.bytesperline);
     mDescription.dataSize = static_cast<std::int32_t>(pix.sizeimage);
-    if (mDescription.bytesPerLine == 0 && pix.pixelformat == kCodecYUYV) {
-        mDescription.bytesPerLine = static_cast<std::int32_t>(pix.width * 2);
+    if (mDescription.bytesPerLine == 0) {
+        mDescription.bytesPerLine =
+            DecompressSequence::MinimumBytesPerLine(pix.pixelformat, mDescription.width);
     }
     SetFrameRate();
 
