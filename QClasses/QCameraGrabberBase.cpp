@@ -396,30 +396,24 @@ bool QCameraGrabberBase::GetCameraWithDeviceInputName(Camera& camera, char const
 }
 
 bool QCameraGrabberBase::UseNextCamera() {
-    if (GetCameraCount() < 2) {
-        return false;
-    }
-    Camera camera;
-    if (!GetCurrentCamera(camera)) {
-        GetLastCamera(camera);
-    }
-    if (!GetNextCamera(camera)) {
-        return false;
-    }
-    int err;
-    VERIFY_ERR(err = SwitchToCamera(camera));
-    return err == noErr;
+    return UseCameraBeside(&QCameraGrabberBase::GetLastCamera, &QCameraGrabberBase::GetNextCamera);
 }
 
 bool QCameraGrabberBase::UsePrevCamera() {
+    return UseCameraBeside(&QCameraGrabberBase::GetFirstCamera, &QCameraGrabberBase::GetPrevCamera);
+}
+
+bool QCameraGrabberBase::UseCameraBeside(CameraStep fallback, CameraStep step) {
     if (GetCameraCount() < 2) {
         return false;
     }
+    // Without a current camera the step starts from the fallback (the last camera for
+    // next, the first for previous), so it usually finds nothing: there is no wrap-around.
     Camera camera;
     if (!GetCurrentCamera(camera)) {
-        GetFirstCamera(camera);
+        (this->*fallback)(camera);
     }
-    if (!GetPrevCamera(camera)) {
+    if (!(this->*step)(camera)) {
         return false;
     }
     int err;

@@ -109,6 +109,8 @@ public:
     double mAutoOpenRetryElapsed;  // microseconds: time of the last re-open attempt
 
 private:
+    using CameraStep = bool (QCameraGrabberBase::*)(Camera&);
+    bool UseCameraBeside(CameraStep fallback, CameraStep step);
     SGChannel* VideoChannel() const { return mVideoChannel; }
     static int SetChannelUsage(SGChannel* channel, long usage);
 };

@@ -10,21 +10,6 @@ namespace {
 constexpr int kDefaultWidth = 640;
 constexpr int kDefaultHeight = 480;
 
-char const* OpenFailureText(int err) {
-    switch (err) {
-        case sgDeviceBusyErr:
-            return "it is in use by another program or grabber";
-        case sgNoDeviceErr:
-            return "it is not plugged in";
-        case sgFormatErr:
-            return "it sends no frame format that can be decoded";
-        case sgDeviceLostErr:
-            return "it vanished";
-        default:
-            return "the device failed";
-    }
-}
-
 }  // namespace
 
 SGChannel::SGChannel(SGComponent& owner, OSType mediaType) : mOwner(owner), mMediaType(mediaType) {}
@@ -157,7 +142,7 @@ int SGChannel::Prepare() {
         err = registry.OpenCamera(mDeviceName, mInput, width, height, mSource, device);
         if (err != noErr) {
             CoreMachDebugLog("SGChannel: camera '%s' input %d cannot be opened: %s\n",
-                             mDeviceName.c_str(), mInput, OpenFailureText(err));
+                             mDeviceName.c_str(), mInput, SGStatusText(err));
         }
     }
     if (err != noErr) {

@@ -60,6 +60,24 @@ enum : int {
     sgDeviceErr = -9407,       // any other failure of the device
 };
 
+// Why a camera could not be opened or used, for people.
+inline char const* SGStatusText(int err) {
+    switch (err) {
+        case sgNoDeviceErr:
+            return "it is not plugged in";
+        case sgDeviceBusyErr:
+            return "another program or grabber is using it";
+        case sgDeviceLostErr:
+            return "it vanished";
+        case sgBandwidthErr:
+            return "its USB bus has no bandwidth left";
+        case sgFormatErr:
+            return "it sends no frame format that can be decoded";
+        default:
+            return "the device failed";
+    }
+}
+
 // Flags and selectors of the sequence grabber.
 enum : long {
     sgDeviceListIncludeInputs = 4,  // device lists carry each device's input names

@@ -44,23 +44,6 @@ int Usage() {
     return kExitUsage;
 }
 
-char const* StatusText(int err) {
-    switch (err) {
-        case sgNoDeviceErr:
-            return "it is not plugged in";
-        case sgDeviceBusyErr:
-            return "another program or grabber is using it";
-        case sgDeviceLostErr:
-            return "it vanished";
-        case sgBandwidthErr:
-            return "its USB bus has no bandwidth left (see the log line above)";
-        case sgFormatErr:
-            return "it sends no frame format that can be decoded";
-        default:
-            return "the device failed (see the log lines above)";
-    }
-}
-
 void PrintCameraNames(QSGDeviceList const& list) {
     Camera camera;
     for (bool fOk = list.GetFirstInput(camera); fOk; fOk = list.GetNextInput(camera)) {
@@ -98,7 +81,24 @@ int ListCameras() {
     return kExitOk;
 }
 
-// Opens the camera whose input name is `name` and starts recording.
+// Idles until `frames` more frames were decoded or `seconds` passed; false when none came.
+bool WaitForFrames(QCameraGrabCGContext& grabber, std::uint64_t frames, double seconds) {
+    std::uint64_t const target = grabber.GetFrameStatistics().framesDecoded + frames;
+    auto const end = Clock::now() + std::chrono::duration<double>(seconds);
+    while (Clock::now() < end) {
+        int const err = grabber.Idle();
+        if (grabber.GetFrameStatistics().framesDecoded >= target) {
+            return true;
+        }
+        if (err == sgDeviceLostErr) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+}
+
+// Opens the camera whose input name is `name`, records, and waits for its first frame.
 int OpenNamedCamera(QCameraGrabCGContext& grabber, char const* name) {
     QSGDeviceList list;
     if (grabber.OpenInitialize() != noErr || !grabber.GetCameraInputList(list)) {
@@ -119,38 +119,23 @@ int OpenNamedCamera(QCameraGrabCGContext& grabber, char const* name) {
         err = grabber.StartRecord();
     }
     if (err != noErr) {
-        std::fprintf(stderr, "duoscope-cameras: camera \"%s\" cannot be opened: %s (error %d)\n",
-                     name, StatusText(err), err);
+        std::fprintf(stderr,
+                     "duoscope-cameras: camera \"%s\" cannot be opened: %s (error %d; the log "
+                     "lines above say more)\n",
+                     name, SGStatusText(err), err);
         return kExitCannotOpen;
     }
-    return kExitOk;
-}
-
-// Idles until `frames` more frames were decoded or `seconds` passed; false when none came.
-bool WaitForFrames(QCameraGrabCGContext& grabber, std::uint64_t frames, double seconds) {
-    std::uint64_t const target = grabber.GetFrameStatistics().framesDecoded + frames;
-    auto const end = Clock::now() + std::chrono::duration<double>(seconds);
-    while (Clock::now() < end) {
-        int const err = grabber.Idle();
-        if (grabber.GetFrameStatistics().framesDecoded >= target) {
-            return true;
-        }
-        if (err == sgDeviceLostErr) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (!WaitForFrames(grabber, 1, 5.0)) {
+        std::fprintf(stderr, "duoscope-cameras: camera \"%s\" sent no frame in 5 seconds\n", name);
+        return kExitNoFrames;
     }
-    return false;
+    return kExitOk;
 }
 
 int Snapshot(char const* name, char const* path) {
     QCameraGrabCGContext grabber;
     if (int const code = OpenNamedCamera(grabber, name); code != kExitOk) {
         return code;
-    }
-    if (!WaitForFrames(grabber, 1, 5.0)) {
-        std::fprintf(stderr, "duoscope-cameras: camera \"%s\" sent no frame in 5 seconds\n", name);
-        return kExitNoFrames;
     }
     // A webcam's first frames are often dark while its exposure settles: a few more.
     WaitForFrames(grabber, 10, 0.5);
@@ -170,10 +155,6 @@ int Measure(char const* name, double seconds) {
     QCameraGrabCGContext grabber;
     if (int const code = OpenNamedCamera(grabber, name); code != kExitOk) {
         return code;
-    }
-    if (!WaitForFrames(grabber, 1, 5.0)) {
-        std::fprintf(stderr, "duoscope-cameras: camera \"%s\" sent no frame in 5 seconds\n", name);
-        return kExitNoFrames;
     }
     // Counted from the first frame, so that opening the camera is not part of the rate.
     grabber.ResetFrameStatistics();
