@@ -1,0 +1,499 @@
+#include "QClasses/QCameraGrabberBase.h"
+
+#include <chrono>
+
+#include "CoreX/CoreMachDebugLog.h"
+#include "CoreX/CorePString.h"
+
+namespace {
+
+double SteadyMicroseconds() {
+    return std::chrono::duration<double, std::micro>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+QCameraGrabberBase::MicrosecondsClock sMicrosecondsClock = SteadyMicroseconds;
+
+}  // namespace
+
+void QCameraGrabberBase::SetMicrosecondsClock(MicrosecondsClock clock) {
+    sMicrosecondsClock = clock != nullptr ? clock : SteadyMicroseconds;
+}
+
+double QCameraGrabberBase::Microseconds() { return sMicrosecondsClock(); }
+
+QCameraGrabberBase::QCameraGrabberBase() : mAutoOpenRetryElapsed(Microseconds()) {}
+
+QCameraGrabberBase::~QCameraGrabberBase() = default;
+
+int QCameraGrabberBase::OnThisDataProc(SGChannel* channel, std::uint8_t const* in_data,
+                                       long in_data_size, long* offset, long chRefCon,
+                                       std::int64_t time, short writeType) {
+    int err;
+    // A dropped frame is logged with this expression as written.
+    // clang-format off
+    VERIFY_ERR(err=DefaultDataProc(in_data,in_data_size));
+    // clang-format on
+    return err;
+}
+
+int QCameraGrabberBase::DefaultDataProc(std::uint8_t const* data, long size) { return noErr; }
+
+int QCameraGrabberBase::CreateFrameBuffer(SGRect const& rect, OSType pixelFormat) {
+    return CreateFrameBufferSelf();
+}
+
+int QCameraGrabberBase::BeginDecompressionSequence(ImageDescription const& cameraDesc,
+                                                   SGRect const& cameraRect,
+                                                   SGRect const& frameBufferRect) {
+    return noErr;
+}
+
+void QCameraGrabberBase::SetAutoOpenCameraPluggedIn(bool enable, float periodSeconds) {
+    mAutoOpenCameraPluggedIn = enable;
+    mAutoOpenRetrySeconds = periodSeconds;
+    mAutoOpenRetryElapsed = Microseconds();
+}
+
+// ---- Opening and closing ----
+
+int QCameraGrabberBase::OpenInitialize(SGRect const& rect, OSType pixelFormat,
+                                       Camera const* camera) {
+    if (CreateFrameBuffer(rect, pixelFormat) != noErr) {
+        return paramErr;
+    }
+    if (mVDIGRequestRect.right == mVDIGRequestRect.left &&
+        mVDIGRequestRect.bottom == mVDIGRequestRect.top) {
+        mVDIGRequestRect = rect;
+    }
+    // The component is re-created below, and its channel with it.
+    CloseVideoChannel();
+    int err;
+    VERIFY_ERR(err = QSequenceGrabber::OpenInitialize());
+    if (err != noErr) {
+        return err;
+    }
+    VERIFY_ERR(err = mComponent->SetDataRef(seqGrabDontMakeMovie));
+    if (err != noErr) {
+        return err;
+    }
+    return OpenInitializeCamera(rect, pixelFormat, camera);
+}
+
+int QCameraGrabberBase::OpenInitializeCamera(SGRect const& rect, OSType pixelFormat,
+                                             Camera const* camera) {
+    if (!mComponent) {
+        return paramErr;
+    }
+    if (mVideoChannel != nullptr) {
+        CloseVideoChannel();
+        if (mVideoChannel != nullptr) {
+            return paramErr;
+        }
+    }
+    SGChannel* channel = nullptr;
+    int err;
+    VERIFY_ERR(err = mComponent->NewChannel(VideoMediaType, &channel));
+    if (err != noErr) {
+        return err;
+    }
+    DrawCameraStatusInFrameBuffer(kCameraStatusNewChannel);
+    err = InitializeVideoChannel(channel, camera);
+    if (err != noErr) {
+        mComponent->DisposeChannel(channel);
+        return err;
+    }
+    mVideoChannel = channel;
+    VERIFY_ERR(err = InitializeSequenceGrabToOffscreenWorld(rect, pixelFormat));
+    if (err == noErr) {
+        // Opens the camera: a busy or missing one fails here.
+        err = mComponent->Prepare(false, true);
+    }
+    if (err == noErr) {
+        VERIFY_ERR(err = OpenInitializeSelf());
+    }
+    if (err == noErr) {
+        DrawCameraStatusInFrameBuffer(kCameraStatusPrepared);
+    } else {
+        CloseVideoChannel();  // a channel without a camera is no channel
+    }
+    return err;
+}
+
+int QCameraGrabberBase::InitializeVideoChannel(SGChannel* channel, Camera const* camera) {
+    if (channel == nullptr || !mComponent) {
+        return paramErr;
+    }
+    int err = noErr;
+    if (camera != nullptr) {
+        channel->SetSettingsStateChanging(1);
+        VERIFY_ERR(err = channel->SetDevice(camera->deviceName));
+        if (err == noErr) {
+            VERIFY_ERR(err = channel->SetDeviceInput(camera->input));
+        }
+    }
+    if (err == noErr) {
+        VERIFY_ERR(err = mComponent->ChangedSource(channel));
+    }
+    if (camera != nullptr) {
+        channel->SetSettingsStateChanging(2);
+    }
+    return err;
+}
+
+int QCameraGrabberBase::SetChannelUsage(SGChannel* channel, long usage) {
+    return channel != nullptr ? channel->SetUsage(usage) : paramErr;
+}
+
+int QCameraGrabberBase::InitializeSequenceGrabToOffscreenWorld(SGRect const& rect,
+                                                               OSType pixelFormat) {
+    if (!mComponent || mVideoChannel == nullptr) {
+        return paramErr;
+    }
+    int err;
+    VERIFY_ERR(err = CreateFrameBuffer(rect, pixelFormat));
+    if (err == noErr) {
+        VERIFY_ERR(err = mVideoChannel->SetBounds(mVDIGRequestRect));
+    }
+    if (err == noErr) {
+        SGPixMap pixMap;
+        if (QGWorld const* world = GetFrameBufferGWorldPtr(); world != nullptr) {
+            pixMap = {world->BaseAddr(), static_cast<std::int32_t>(world->RowBytes()),
+                      static_cast<std::int32_t>(world->Width()),
+                      static_cast<std::int32_t>(world->Height())};
+        }
+        VERIFY_ERR(err = mComponent->SetGWorld(pixMap));
+    }
+    if (err == noErr) {
+        VERIFY_ERR(err = mVideoChannel->SetBounds(mVDIGRequestRect));
+    }
+    if (err == noErr) {
+        // clang-format off
+        VERIFY_ERR(err = SetChannelUsage( VideoChannel(), seqGrabRecord));
+        // clang-format on
+    }
+    if (err == noErr) {
+        VERIFY_ERR(err = SetThisDataProc());
+    }
+    return err;
+}
+
+int QCameraGrabberBase::CloseVideoChannel() {
+    int err = noErr;
+    if (mVideoChannel != nullptr && mComponent) {
+        VERIFY_ERR(err = mComponent->DisposeChannel(mVideoChannel));
+    }
+    mVideoChannel = nullptr;
+    return err;
+}
+
+int QCameraGrabberBase::StartRecord() {
+    int err;
+    VERIFY_ERR(err = InitializeDecompressionToOffscreenWorld());
+    if (err != noErr) {
+        return err;
+    }
+    if (!mComponent) {
+        return paramErr;
+    }
+    return mComponent->StartRecord();
+}
+
+int QCameraGrabberBase::InitializeDecompressionToOffscreenWorld() {
+    int err = GetVideoSampleDescription(mCameraImageDesc);
+    if (err != noErr) {
+        return err;
+    }
+    SGRect cameraRect;
+    cameraRect.right = mCameraImageDesc.width;
+    cameraRect.bottom = mCameraImageDesc.height;
+    return BeginDecompressionSequence(mCameraImageDesc, cameraRect, mFrameBufferRect);
+}
+
+int QCameraGrabberBase::GetVideoSampleDescription(ImageDescription& desc) {
+    if (mVideoChannel == nullptr) {
+        return paramErr;
+    }
+    return mVideoChannel->GetSampleDescription(desc);
+}
+
+int QCameraGrabberBase::StopRecord() {
+    if (mVideoChannel == nullptr || !mComponent) {
+        return paramErr;
+    }
+    int err;
+    VERIFY_ERR(err = mComponent->Stop());
+    if (err == noErr) {
+        err = CloseVideoChannel();
+    }
+    return err;
+}
+
+int QCameraGrabberBase::Stop() { return mComponent ? mComponent->Stop() : paramErr; }
+
+int QCameraGrabberBase::Close() {
+    mVideoChannel = nullptr;  // goes with the component
+    return QSequenceGrabber::Close();
+}
+
+int QCameraGrabberBase::OpenCameraInput(Camera const* camera) {
+    if (!mComponent) {
+        return OpenInitialize(mFrameBufferRect, mFrameBufferPixelFormat, camera);
+    }
+    if (mVideoChannel == nullptr) {
+        int err = OpenInitializeCamera(mFrameBufferRect, mFrameBufferPixelFormat, camera);
+        if (err == noErr) {
+            err = StartRecord();
+            if (err != noErr) {
+                // A camera that cannot stream (no USB bandwidth) is given up, so that the
+                // next period tries again.
+                StopRecord();
+            }
+        }
+        return err;
+    }
+    if (camera != nullptr) {
+        return SwitchToCamera(*camera);
+    }
+    return noErr;
+}
+
+int QCameraGrabberBase::Idle() {
+    if (mVideoChannel != nullptr && mComponent) {
+        int const err = mComponent->Idle();
+        if (err == sgDeviceLostErr) {
+            // The camera was unplugged: give up the channel, and wait a period before the
+            // first attempt to open a camera again.
+            CoreMachDebugLog("QCameraGrabberBase::Idle camera lost, channel closed\n");
+            StopRecord();
+            mAutoOpenRetryElapsed = Microseconds();
+        }
+        return err;
+    }
+    if (!IsFrameBufferConstructed() || !mAutoOpenCameraPluggedIn) {
+        return noErr;
+    }
+    double const elapsedSeconds = (Microseconds() - mAutoOpenRetryElapsed) / 1000 / 1000;
+    if (!(elapsedSeconds > mAutoOpenRetrySeconds)) {
+        return noErr;
+    }
+    mAutoOpenRetryElapsed = Microseconds();
+    int const err = OpenCameraInput(nullptr);
+    if (err != noErr) {
+        return err;  // tried again after the next period
+    }
+    return mComponent->Idle();
+}
+
+// ---- Cameras ----
+
+bool QCameraGrabberBase::GetActiveCameraDeviceList(QSGDeviceList& list) {
+    if (GetChannelDeviceList(mVideoChannel, sgDeviceListIncludeInputs, list) != noErr) {
+        return false;
+    }
+    std::int16_t deviceCount = 0;
+    list.GetDeviceNameCount(deviceCount);
+    // clang-format off
+    VERIFY(deviceCount>0);
+    // clang-format on
+    return deviceCount > 0;
+}
+
+bool QCameraGrabberBase::GetCameraInputList(QSGDeviceList& list) {
+    if (mVideoChannel != nullptr) {
+        return GetActiveCameraDeviceList(list);
+    }
+    if (!mComponent) {
+        return false;
+    }
+    // A channel only to ask for the list; no camera is opened for it.
+    SGChannel* channel = nullptr;
+    int err;
+    VERIFY_ERR(err = mComponent->NewChannel(VideoMediaType, &channel));
+    if (err != noErr) {
+        return false;
+    }
+    err = GetChannelDeviceList(channel, sgDeviceListIncludeInputs, list);
+    mComponent->DisposeChannel(channel);
+    std::int16_t deviceCount = 0;
+    if (err == noErr) {
+        list.GetDeviceNameCount(deviceCount);
+    }
+    return deviceCount > 0;
+}
+
+std::int16_t QCameraGrabberBase::GetCameraCount() {
+    QSGDeviceList list;
+    if (!GetActiveCameraDeviceList(list)) {
+        return 0;
+    }
+    std::int16_t count = 0;
+    Camera camera;
+    for (bool fOk = list.GetFirstInput(camera); fOk; fOk = list.GetNextInput(camera)) {
+        ++count;
+    }
+    return count;
+}
+
+bool QCameraGrabberBase::GetFirstCamera(Camera& camera) {
+    QSGDeviceList list;
+    return GetActiveCameraDeviceList(list) && list.GetFirstInput(camera);
+}
+
+bool QCameraGrabberBase::GetLastCamera(Camera& camera) {
+    QSGDeviceList list;
+    return GetActiveCameraDeviceList(list) && list.GetLastInput(camera);
+}
+
+bool QCameraGrabberBase::GetNextCamera(Camera& camera) {
+    QSGDeviceList list;
+    return GetActiveCameraDeviceList(list) && list.GetNextInput(camera);
+}
+
+bool QCameraGrabberBase::GetPrevCamera(Camera& camera) {
+    QSGDeviceList list;
+    return GetActiveCameraDeviceList(list) && list.GetPrevInput(camera);
+}
+
+bool QCameraGrabberBase::GetCurrentCamera(Camera& camera) {
+    camera.Empty();
+    if (mVideoChannel == nullptr || !mComponent) {
+        return false;
+    }
+    QSGDeviceList list;
+    if (!GetActiveCameraDeviceList(list)) {
+        return false;
+    }
+    Str63 deviceName;
+    Str63 inputName;
+    short inputNumber = 0;
+    if (mVideoChannel->GetDeviceAndInputNames(deviceName, inputName, &inputNumber) != noErr ||
+        deviceName[0] == 0) {
+        return false;
+    }
+    // The channel names its camera as the list names it among the inputs.
+    return list.FindInputNamed(deviceName, camera);
+}
+
+bool QCameraGrabberBase::IsThisTheCurrentCamera(Camera const& camera) {
+    Camera current;
+    return GetCurrentCamera(current) && current == camera;
+}
+
+bool QCameraGrabberBase::GetCameraWithDeviceInputName(Camera& camera, char const* name) {
+    Str63 wanted;
+    PStr63FromCString(name, wanted);
+    if (!GetFirstCamera(camera)) {
+        return false;
+    }
+    do {
+        if (PStr63Equal(camera.inputName, wanted)) {
+            return true;
+        }
+    } while (GetNextCamera(camera));
+    return false;
+}
+
+bool QCameraGrabberBase::UseNextCamera() {
+    return UseCameraBeside(&QCameraGrabberBase::GetLastCamera, &QCameraGrabberBase::GetNextCamera);
+}
+
+bool QCameraGrabberBase::UsePrevCamera() {
+    return UseCameraBeside(&QCameraGrabberBase::GetFirstCamera, &QCameraGrabberBase::GetPrevCamera);
+}
+
+bool QCameraGrabberBase::UseCameraBeside(CameraStep fallback, CameraStep step) {
+    if (GetCameraCount() < 2) {
+        return false;
+    }
+    // Without a current camera the step starts from the fallback (the last camera for
+    // next, the first for previous), so it usually finds nothing: there is no wrap-around.
+    Camera camera;
+    if (!GetCurrentCamera(camera)) {
+        (this->*fallback)(camera);
+    }
+    if (!(this->*step)(camera)) {
+        return false;
+    }
+    int err;
+    VERIFY_ERR(err = SwitchToCamera(camera));
+    return err == noErr;
+}
+
+int QCameraGrabberBase::SwitchToCamera(Camera const& camera) {
+    if (IsThisTheCurrentCamera(camera)) {
+        return paramErr;
+    }
+    QSGDeviceList list;
+    if (!GetActiveCameraDeviceList(list)) {
+        return paramErr;
+    }
+    if (!list.IsValidDeviceInput(camera) || camera.IsDeviceEmpty()) {
+        return paramErr;
+    }
+    int result;
+    // clang-format off
+    VERIFY_ERR(result=StopRecord());
+    // clang-format on
+    if (result != noErr) {
+        return result;
+    }
+    if (mVideoChannel != nullptr) {
+        return paramErr;
+    }
+    SGRect const useFrameBufferRect = mFrameBufferRect;
+    OSType const usePixelFormat = mFrameBufferPixelFormat;
+    Camera const camera_input = camera;
+    // clang-format off
+    VERIFY_ERR(result=OpenInitialize(useFrameBufferRect,usePixelFormat,&camera_input));
+    // clang-format on
+    if (result != noErr) {
+        camera_input.CoreDebugLog("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING");
+        return result;
+    }
+    // clang-format off
+    VERIFY_ERR(result=StartRecord());
+    // clang-format on
+    if (result != noErr) {
+        StopRecord();  // no channel: Idle opens the default camera again
+    }
+    return result;
+}
+
+// ---- Logging ----
+
+void QCameraGrabberBase::DumpRelevantInfoToLog() {
+    Str63 deviceName = {0};
+    Str63 inputName = {0};
+    short inputNumber = 0;
+    if (mVideoChannel != nullptr) {
+        mVideoChannel->GetDeviceAndInputNames(deviceName, inputName, &inputNumber);
+    }
+    CorePString const deviceText(deviceName);
+    CorePString const inputText(inputName);
+    CoreMachDebugLog(
+        "QCameraGrabberBase::GetVideoSampleDescription deviceName:%s inputName%s "
+        "inputNumber:%d\n",
+        deviceText.c_str(), inputText.c_str(), inputNumber);
+}
+
+void QCameraGrabberBase::DebugDumpDeviceInputNames() {
+    QSGDeviceList list;
+    if (!GetActiveCameraDeviceList(list)) {
+        return;
+    }
+    std::int16_t deviceCount = 0;
+    list.GetDeviceNameCount(deviceCount);
+    for (int device = 0; device < deviceCount; ++device) {
+        std::int16_t inputCount = 0;
+        list.GetDeviceInputNameCount(device, inputCount);
+        for (int input = 0; input < inputCount; ++input) {
+            Str63 name;
+            if (list.GetDeviceInputName(device, name, input)) {
+                CorePString const text(name);
+                CoreMachDebugLog("QCamReflecter::ChannelDialogBox deviceInput:%s\n", text.c_str());
+            }
+        }
+    }
+}

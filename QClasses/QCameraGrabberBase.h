@@ -1,0 +1,116 @@
+#pragma once
+// One live camera: a sequence grabber with one video channel bound to one camera, recording
+// without a movie, every frame handed to DefaultDataProc. It knows the list of cameras,
+// switches between them, and re-opens the default camera by itself about once a second
+// while it has none (a camera was unplugged). Main thread only: the document's clock calls
+// Idle every tick.
+
+#include <cstdint>
+
+#include "CoreG/QGWorld.h"
+#include "QClasses/QSGDeviceList.h"
+#include "QClasses/QSequenceGrabber.h"
+#include "platform/capture/SGTypes.h"
+
+class QCameraGrabberBase : public QSequenceGrabber {
+public:
+    using Camera = QSGDeviceList::InputIterator;
+
+    // Passed to DrawCameraStatusInFrameBuffer.
+    enum CameraStatus : int {
+        kCameraStatusNewChannel = 1,  // a video channel is being set up
+        kCameraStatusPrepared = 2,    // it is prepared
+    };
+
+    QCameraGrabberBase();
+    ~QCameraGrabberBase() override;
+
+    int OnThisDataProc(SGChannel* channel, std::uint8_t const* data, long length, long* offset,
+                       long chRefCon, std::int64_t time, short writeType) override;
+
+    virtual int StartRecord();
+    virtual int StopRecord();  // stops and disposes of the video channel
+    virtual int Close();       // closes the component and forgets the channel
+    // Closes the current camera and opens `camera`. paramErr for the current camera (nothing
+    // changes) or one that is not in the list; a failed switch leaves no channel, from where
+    // Idle re-opens the default camera.
+    virtual int SwitchToCamera(Camera const& camera);
+    // The next or previous camera in walk order; false when there is none (no wrap-around).
+    virtual bool UseNextCamera();
+    virtual bool UsePrevCamera();
+    // The camera whose input name is exactly `name`.
+    virtual bool GetCameraWithDeviceInputName(Camera& camera, char const* name);
+    virtual bool GetFirstCamera(Camera& camera);
+    virtual bool GetLastCamera(Camera& camera);
+    virtual bool GetCurrentCamera(Camera& camera);
+    virtual bool GetNextCamera(Camera& camera);
+    virtual bool GetPrevCamera(Camera& camera);
+    virtual bool IsFrameBufferConstructed() const { return false; }
+    virtual QGWorld* GetFrameBufferGWorldPtr() { return nullptr; }
+    virtual bool GetFrameBufferImageDescription(ImageDescription& desc) const { return false; }
+    virtual void DrawCameraStatusInFrameBuffer(int status) {}
+    virtual int CreateFrameBuffer(SGRect const& rect, OSType pixelFormat);
+    virtual int CreateFrameBufferSelf() { return noErr; }
+    virtual int OpenInitializeCamera(SGRect const& rect, OSType pixelFormat, Camera const* camera);
+    virtual int CloseVideoChannel();
+    virtual int OpenInitializeSelf() { return noErr; }
+    virtual int InitializeVideoChannel(SGChannel* channel, Camera const* camera);
+    virtual int InitializeSequenceGrabToOffscreenWorld(SGRect const& rect, OSType pixelFormat);
+    virtual int BeginDecompressionSequence(ImageDescription const& cameraDesc,
+                                           SGRect const& cameraRect, SGRect const& frameBufferRect);
+    virtual int DefaultDataProc(std::uint8_t const* data, long size);
+
+    void SetFrameBufferPixelFormat(OSType pixelFormat) { mFrameBufferPixelFormat = pixelFormat; }
+    void SetFrameBufferRect(SGRect const& rect) { mFrameBufferRect = rect; }
+    bool SetCameraVDIGRequestRect(SGRect const& rect) {
+        mVDIGRequestRect = rect;
+        return true;
+    }
+
+    using QSequenceGrabber::OpenInitialize;  // the component alone, no channel
+    // Builds the frame buffer, re-creates the component and opens `camera` (null: the
+    // default camera, the first in walk order that opens now) prepared to record.
+    int OpenInitialize(SGRect const& rect, OSType pixelFormat, Camera const* camera);
+    // Opens a camera from whatever state the grabber is in, and records from it unless the
+    // component had to be created; with a channel open, switches to `camera` if one is given.
+    int OpenCameraInput(Camera const* camera);
+    bool CloseCameraInput() { return StopRecord() == noErr; }
+
+    void SetAutoOpenCameraPluggedIn(bool enable, float periodSeconds);
+    // Grabs (frames are decoded inside). Without a channel, and with automatic re-open on,
+    // tries to open the default camera once every period.
+    int Idle();
+    int Stop();
+
+    std::int16_t GetCameraCount();
+    bool GetActiveCameraDeviceList(QSGDeviceList& list);
+    // Works without a channel too, through a temporary one.
+    bool GetCameraInputList(QSGDeviceList& list);
+    bool IsThisTheCurrentCamera(Camera const& camera);
+    int GetVideoSampleDescription(ImageDescription& desc);
+    int InitializeDecompressionToOffscreenWorld();
+    void DumpRelevantInfoToLog();
+    void DebugDumpDeviceInputNames();
+
+    // The clock of the automatic re-open: microseconds of the steady clock. Tests replace
+    // it; null restores the steady clock.
+    using MicrosecondsClock = double (*)();
+    static void SetMicrosecondsClock(MicrosecondsClock clock);
+    static double Microseconds();
+
+    // Read by the views; changed only by the grabber.
+    SGRect mVDIGRequestRect;  // size asked of the camera
+    SGRect mFrameBufferRect;  // size of the frame buffer frames are drawn into
+    OSType mFrameBufferPixelFormat = 0;
+    ImageDescription mCameraImageDesc;   // the camera's frames, from when recording starts
+    SGChannel* mVideoChannel = nullptr;  // non-null while a camera is open
+    bool mAutoOpenCameraPluggedIn = true;
+    float mAutoOpenRetrySeconds = 1.0f;
+    double mAutoOpenRetryElapsed;  // microseconds: time of the last re-open attempt
+
+private:
+    using CameraStep = bool (QCameraGrabberBase::*)(Camera&);
+    bool UseCameraBeside(CameraStep fallback, CameraStep step);
+    SGChannel* VideoChannel() const { return mVideoChannel; }
+    static int SetChannelUsage(SGChannel* channel, long usage);
+};

@@ -1,0 +1,43 @@
+#include "platform/capture/CaptureRegistry.h"
+
+CaptureRegistry& CaptureRegistry::Shared() {
+    static CaptureRegistry sRegistry;
+    return sRegistry;
+}
+
+std::vector<CaptureDevice> CaptureRegistry::ListDevices() {
+    std::vector<CaptureDevice> devices;
+    if (mV4L2Enabled) {
+        mV4L2.ListDevices(devices);
+    }
+    mTestPattern.ListDevices(devices);
+    return devices;
+}
+
+int CaptureRegistry::OpenCamera(std::string const& deviceName, int input, int width, int height,
+                                std::unique_ptr<CaptureSource>& source, CaptureDevice& device) {
+    source.reset();
+    for (CaptureDevice const& listed : ListDevices()) {
+        if (listed.name == deviceName) {
+            device = listed;
+            return listed.backEnd->OpenInput(listed, input, width, height, source);
+        }
+    }
+    return sgNoDeviceErr;
+}
+
+int CaptureRegistry::OpenDefaultCamera(int width, int height,
+                                       std::unique_ptr<CaptureSource>& source,
+                                       CaptureDevice& device, int& input) {
+    source.reset();
+    for (CaptureDevice const& listed : ListDevices()) {
+        for (int i = 0; i < static_cast<int>(listed.inputs.size()); ++i) {
+            if (listed.backEnd->OpenInput(listed, i, width, height, source) == noErr) {
+                device = listed;
+                input = i;
+                return noErr;
+            }
+        }
+    }
+    return sgNoDeviceErr;
+}

@@ -1,0 +1,35 @@
+#pragma once
+// All capture back ends, and the one order in which their cameras are walked: V4L2 devices
+// by /dev/videoN number, then the built-in test pattern last.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/capture/CaptureBackEnd.h"
+#include "platform/capture/TestPatternBackEnd.h"
+#include "platform/capture/V4L2BackEnd.h"
+
+class CaptureRegistry {
+public:
+    static CaptureRegistry& Shared();
+
+    // Every device as it is now, in walk order.
+    std::vector<CaptureDevice> ListDevices();
+    // Opens input `input` of the device called `deviceName`.
+    int OpenCamera(std::string const& deviceName, int input, int width, int height,
+                   std::unique_ptr<CaptureSource>& source, CaptureDevice& device);
+    // Opens the first camera in walk order that can be opened now (one that another grabber
+    // or program holds is passed over); `device` and `input` say which it was.
+    int OpenDefaultCamera(int width, int height, std::unique_ptr<CaptureSource>& source,
+                          CaptureDevice& device, int& input);
+
+    V4L2BackEnd& V4L2() { return mV4L2; }
+    // Leaves the kernel's cameras out (tests that must see only the test pattern).
+    void SetV4L2Enabled(bool enabled) { mV4L2Enabled = enabled; }
+
+private:
+    V4L2BackEnd mV4L2;
+    TestPatternBackEnd mTestPattern;
+    bool mV4L2Enabled = true;
+};

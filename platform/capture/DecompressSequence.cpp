@@ -1,0 +1,279 @@
+#include "platform/capture/DecompressSequence.h"
+
+#include <cstdio>
+#include <turbojpeg.h>
+
+#include <libyuv/convert_argb.h>
+#include <libyuv/planar_functions.h>
+#include <libyuv/scale_argb.h>
+
+#include "CoreX/CoreMachDebugLog.h"
+
+void DecompressSequence::TurboJPEGDestroyer::operator()(void* handle) const { tjDestroy(handle); }
+
+DecompressSequence::DecompressSequence() = default;
+DecompressSequence::~DecompressSequence() = default;
+
+bool DecompressSequence::CanDecode(OSType cType) {
+    switch (cType) {
+        case kCodecMJPEG:
+        case kCodecJPEG:
+        case kCodecYUYV:
+        case kCodecUYVY:
+        case kCodecNV12:
+        case kCodecNV21:
+        case kCodecYUV420:
+        case kCodecYVU420:
+        case kCodecRGB24:
+        case kCodecBGR24:
+        case kCodecGrey:
+            return true;
+        default:
+            return false;
+    }
+}
+
+int DecompressSequence::FormatPreference(OSType cType) {
+    if (cType == kCodecMJPEG || cType == kCodecJPEG) {
+        return 0;
+    }
+    return cType == kCodecYUYV ? 1 : 2;
+}
+
+namespace {
+
+bool IsJPEG(OSType cType) { return cType == kCodecMJPEG || cType == kCodecJPEG; }
+
+// Bytes a raw frame of this layout needs at least.
+std::size_t RawFrameBytes(ImageDescription const& camera) {
+    std::size_t const bpl = static_cast<std::size_t>(camera.bytesPerLine);
+    std::size_t const height = static_cast<std::size_t>(camera.height);
+    std::size_t const chromaRows = (height + 1) / 2;
+    switch (camera.cType) {
+        case kCodecNV12:
+        case kCodecNV21:
+            return bpl * height + bpl * chromaRows;
+        case kCodecYUV420:
+        case kCodecYVU420:
+            return bpl * height + 2 * ((bpl + 1) / 2) * chromaRows;
+        default:
+            return bpl * height;
+    }
+}
+
+// Bytes per pixel of the packed formats, for the least row length.
+int PackedBytesPerPixel(OSType cType) {
+    switch (cType) {
+        case kCodecYUYV:
+        case kCodecUYVY:
+            return 2;
+        case kCodecRGB24:
+        case kCodecBGR24:
+            return 3;
+        default:
+            return 1;
+    }
+}
+
+}  // namespace
+
+int DecompressSequence::MinimumBytesPerLine(OSType cType, int width) {
+    return IsJPEG(cType) ? 0 : PackedBytesPerPixel(cType) * width;
+}
+
+int DecompressSequence::Begin(ImageDescription const& camera, SGPixMap const& destination) {
+    End();
+    bool fOk = CanDecode(camera.cType);
+    VERIFY(fOk);
+    if (fOk) {
+        VERIFY(fOk = camera.width > 0 && camera.height > 0);
+    }
+    if (fOk) {
+        VERIFY(fOk = destination.baseAddr != nullptr && destination.width > 0 &&
+                     destination.height > 0 && destination.rowBytes >= 4 * destination.width);
+    }
+    if (fOk && !IsJPEG(camera.cType)) {
+        VERIFY(fOk = camera.bytesPerLine >= MinimumBytesPerLine(camera.cType, camera.width));
+    }
+    if (!fOk) {
+        return paramErr;
+    }
+    mCamera = camera;
+    mDestination = destination;
+    mDecodedWidth = camera.width;
+    mDecodedHeight = camera.height;
+
+    if (IsJPEG(camera.cType)) {
+        if (!mDecoder) {
+            mDecoder.reset(tjInitDecompress());
+        }
+        VERIFY(mDecoder);
+        if (!mDecoder) {
+            return sgDecodeErr;
+        }
+        // The smallest size the decoder can scale to that still covers the destination; the
+        // camera's own size when it is smaller than the destination.
+        int factorCount = 0;
+        tjscalingfactor const* factors = tjGetScalingFactors(&factorCount);
+        for (int i = 0; i < factorCount; ++i) {
+            tjscalingfactor const f = factors[i];
+            if (f.num > f.denom) {
+                continue;  // the decoder never enlarges
+            }
+            int const w = TJSCALED(camera.width, f);
+            int const h = TJSCALED(camera.height, f);
+            if (w >= destination.width && h >= destination.height &&
+                w * h < mDecodedWidth * mDecodedHeight) {
+                mDecodedWidth = w;
+                mDecodedHeight = h;
+            }
+        }
+    }
+    mDirect = mDecodedWidth == destination.width && mDecodedHeight == destination.height;
+    if (!mDirect) {
+        mStaging.assign(static_cast<std::size_t>(mDecodedWidth) * mDecodedHeight * 4, 0);
+        mOpaqueRow.assign(static_cast<std::size_t>(destination.width), 0xFF);
+    }
+    mLastError[0] = '\0';
+    mOpen = true;
+    return noErr;
+}
+
+void DecompressSequence::End() {
+    mOpen = false;
+    mDirect = false;
+    mStaging.clear();
+    mStaging.shrink_to_fit();
+    mOpaqueRow.clear();
+    mOpaqueRow.shrink_to_fit();
+}
+
+void DecompressSequence::Fail(char const* reason) {
+    std::snprintf(mLastError, sizeof(mLastError), "%s", reason);
+}
+
+int DecompressSequence::DecodeFrame(std::uint8_t const* data, std::size_t size) {
+    if (!mOpen || data == nullptr) {
+        Fail(mOpen ? "no frame data" : "no decompression sequence");
+        return paramErr;
+    }
+    return IsJPEG(mCamera.cType) ? DecodeJPEG(data, size) : DecodeRaw(data, size);
+}
+
+int DecompressSequence::DecodeJPEG(std::uint8_t const* data, std::size_t size) {
+    // A frame cut short on the bus has no end-of-image marker. Cameras may pad a frame with
+    // zero bytes after the marker.
+    std::size_t end = size;
+    while (end > 4 && data[end - 1] == 0) {
+        --end;
+    }
+    if (end < 4 || data[0] != 0xFF || data[1] != 0xD8) {
+        Fail("MJPEG frame does not start with a JPEG start-of-image marker");
+        return sgDecodeErr;
+    }
+    if (data[end - 2] != 0xFF || data[end - 1] != 0xD9) {
+        Fail("MJPEG frame is truncated (no end-of-image marker)");
+        return sgDecodeErr;
+    }
+    tjhandle const decoder = mDecoder.get();
+    unsigned char* const jpeg = const_cast<unsigned char*>(data);  // TurboJPEG 2 is not const
+    unsigned long const jpegSize = static_cast<unsigned long>(end);
+    int width = 0;
+    int height = 0;
+    int subsampling = 0;
+    int colorspace = 0;
+    if (tjDecompressHeader3(decoder, jpeg, jpegSize, &width, &height, &subsampling, &colorspace) !=
+        0) {
+        std::snprintf(mLastError, sizeof(mLastError), "MJPEG header: %s", tjGetErrorStr2(decoder));
+        return sgDecodeErr;
+    }
+    if (width != mCamera.width || height != mCamera.height) {
+        std::snprintf(mLastError, sizeof(mLastError),
+                      "MJPEG frame is %dx%d, the camera sends %dx%d", width, height, mCamera.width,
+                      mCamera.height);
+        return sgDecodeErr;
+    }
+    std::uint8_t* target = mDirect ? mDestination.baseAddr : mStaging.data();
+    int const pitch = mDirect ? mDestination.rowBytes : mDecodedWidth * 4;
+    if (tjDecompress2(decoder, jpeg, jpegSize, target, mDecodedWidth, pitch, mDecodedHeight,
+                      TJPF_BGRA, 0) != 0) {
+        // Damaged entropy-coded data decodes with a warning; the frame is still dropped.
+        std::snprintf(mLastError, sizeof(mLastError), "MJPEG data: %s", tjGetErrorStr2(decoder));
+        return sgDecodeErr;
+    }
+    if (!mDirect) {
+        ScaleStagingToDestination();
+    }
+    return noErr;
+}
+
+int DecompressSequence::DecodeRaw(std::uint8_t const* data, std::size_t size) {
+    if (size < RawFrameBytes(mCamera)) {
+        std::snprintf(mLastError, sizeof(mLastError), "%s frame of %zu bytes, %zu expected",
+                      PixelFourCCText(mCamera.cType).c_str(), size, RawFrameBytes(mCamera));
+        return sgDecodeErr;
+    }
+    int const width = mCamera.width;
+    int const height = mCamera.height;
+    int const bpl = mCamera.bytesPerLine;
+    std::uint8_t* target = mDirect ? mDestination.baseAddr : mStaging.data();
+    int const pitch = mDirect ? mDestination.rowBytes : width * 4;
+    std::uint8_t const* chroma = data + static_cast<std::size_t>(bpl) * height;
+    int const chromaPitch = (bpl + 1) / 2;
+    std::uint8_t const* secondChroma =
+        chroma + static_cast<std::size_t>(chromaPitch) * ((height + 1) / 2);
+    int result = -1;
+    switch (mCamera.cType) {
+        case kCodecYUYV:
+            result = libyuv::YUY2ToARGB(data, bpl, target, pitch, width, height);
+            break;
+        case kCodecUYVY:
+            result = libyuv::UYVYToARGB(data, bpl, target, pitch, width, height);
+            break;
+        case kCodecNV12:
+            result = libyuv::NV12ToARGB(data, bpl, chroma, bpl, target, pitch, width, height);
+            break;
+        case kCodecNV21:
+            result = libyuv::NV21ToARGB(data, bpl, chroma, bpl, target, pitch, width, height);
+            break;
+        case kCodecYUV420:
+            result = libyuv::I420ToARGB(data, bpl, chroma, chromaPitch, secondChroma, chromaPitch,
+                                        target, pitch, width, height);
+            break;
+        case kCodecYVU420:
+            result = libyuv::I420ToARGB(data, bpl, secondChroma, chromaPitch, chroma, chromaPitch,
+                                        target, pitch, width, height);
+            break;
+        case kCodecRGB24:  // bytes R, G, B: libyuv calls it RAW
+            result = libyuv::RAWToARGB(data, bpl, target, pitch, width, height);
+            break;
+        case kCodecBGR24:  // bytes B, G, R: libyuv's RGB24
+            result = libyuv::RGB24ToARGB(data, bpl, target, pitch, width, height);
+            break;
+        case kCodecGrey:
+            result = libyuv::J400ToARGB(data, bpl, target, pitch, width, height);
+            break;
+        default:
+            break;
+    }
+    if (result != 0) {
+        std::snprintf(mLastError, sizeof(mLastError), "%s frame could not be converted",
+                      PixelFourCCText(mCamera.cType).c_str());
+        return sgDecodeErr;
+    }
+    if (!mDirect) {
+        ScaleStagingToDestination();
+    }
+    return noErr;
+}
+
+void DecompressSequence::ScaleStagingToDestination() {
+    libyuv::ARGBScale(mStaging.data(), mDecodedWidth * 4, mDecodedWidth, mDecodedHeight,
+                      mDestination.baseAddr, mDestination.rowBytes, mDestination.width,
+                      mDestination.height, libyuv::kFilterBilinear);
+    // libyuv's horizontal filter weighs neighbours by 127/128 in all, so alpha 255 comes out
+    // as 253 (colours lose up to 2 levels too). The frame buffer must stay opaque: alpha is
+    // set again from a row of 255s (stride 0 repeats it).
+    libyuv::ARGBCopyYToAlpha(mOpaqueRow.data(), 0, mDestination.baseAddr, mDestination.rowBytes,
+                             mDestination.width, mDestination.height);
+}

@@ -1,0 +1,40 @@
+#pragma once
+// The built-in camera "Duoscope Test Pattern": two inputs, "Test Pattern Left" and "Test
+// Pattern Right", showing one moving 3D scene to two eyes as MJPEG at 30 frames a second.
+// It is listed after every real camera, so with none plugged in the program still has a live
+// stereo picture. Each input is held exclusively, as a real camera is.
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/capture/CaptureBackEnd.h"
+
+class TestPatternBackEnd : public CaptureBackEnd {
+public:
+    static constexpr char kDeviceName[] = "Duoscope Test Pattern";
+    static constexpr int kInputCount = 2;
+    static constexpr char const* kInputNames[kInputCount] = {"Test Pattern Left",
+                                                             "Test Pattern Right"};
+
+    // The device can be unplugged and plugged in again, as tests of losing and re-opening a
+    // camera need: while unplugged it is not listed, and inputs that are open act as a
+    // vanished camera does. It starts plugged in.
+    static void Plug();
+    static void Unplug();
+    static bool IsPlugged();
+    // The next frame input `input` delivers is these bytes instead of a rendered picture.
+    static void InjectFrame(int input, std::vector<std::uint8_t> frame);
+    // Every grab renders a new picture rather than one per 1/30 s (for benchmarks).
+    static void SetFreeRunning(bool freeRunning);
+
+    void ListDevices(std::vector<CaptureDevice>& devices) override;
+    int OpenInput(CaptureDevice const& device, int input, int width, int height,
+                  std::unique_ptr<CaptureSource>& source) override;
+    void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) override;
+
+    // The sources' side of the shared state.
+    static std::uint64_t PlugGeneration();  // changes at every unplug
+    static bool FreeRunning();
+    static bool TakeInjectedFrame(int input, std::vector<std::uint8_t>& frame);
+    static void ReleaseInput(int input);
+};

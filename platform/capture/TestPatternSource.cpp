@@ -1,0 +1,119 @@
+#include "platform/capture/TestPatternSource.h"
+
+#include <chrono>
+#include <cmath>
+#include <turbojpeg.h>
+
+#include "CoreX/CoreMachDebugLog.h"
+#include "platform/capture/TestPatternBackEnd.h"
+#include "platform/capture/TestPatternScene.h"
+
+namespace {
+
+constexpr int kFramesPerSecond = 30;
+constexpr int kJPEGQuality = 85;
+
+std::int64_t NowMicroseconds() {
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// The scene starts when the first input of the process starts, so that every run shows the
+// same sequence: the eyes of two runs that each take their 11th frame see one moment.
+std::int64_t SceneStartMicroseconds() {
+    static std::int64_t const sStart = NowMicroseconds();
+    return sStart;
+}
+
+}  // namespace
+
+void TestPatternSource::TurboJPEGDestroyer::operator()(void* handle) const { tjDestroy(handle); }
+
+TestPatternSource::TestPatternSource(int input, int width, int height)
+    : mInput(input), mGeneration(TestPatternBackEnd::PlugGeneration()) {
+    mDescription.cType = kCodecMJPEG;
+    mDescription.width = static_cast<std::int16_t>(width);
+    mDescription.height = static_cast<std::int16_t>(height);
+}
+
+TestPatternSource::~TestPatternSource() { TestPatternBackEnd::ReleaseInput(mInput); }
+
+int TestPatternSource::Construct() {
+    mCompressor.reset(tjInitCompress());
+    VERIFY(mCompressor);
+    if (!mCompressor) {
+        return sgDeviceErr;
+    }
+    int const width = mDescription.width;
+    int const height = mDescription.height;
+    mPixels.assign(static_cast<std::size_t>(width) * height * 4, 0);
+    mJPEG.assign(tjBufSize(width, height, TJSAMP_422), 0);
+    mDescription.dataSize = static_cast<std::int32_t>(mJPEG.size());
+    return noErr;
+}
+
+int TestPatternSource::Start() {
+    SceneStartMicroseconds();
+    mStreaming = true;
+    mLastTick = -1;  // the first grab delivers at once
+    return noErr;
+}
+
+int TestPatternSource::Stop() {
+    mStreaming = false;
+    return noErr;
+}
+
+int TestPatternSource::EncodeFrame(double seconds, std::size_t& size) {
+    int const width = mDescription.width;
+    int const height = mDescription.height;
+    auto const eye = mInput == 0 ? TestPatternScene::kLeftEye : TestPatternScene::kRightEye;
+    TestPatternScene::Render(seconds, eye, mPixels.data(), width * 4, width, height);
+    unsigned char* jpeg = mJPEG.data();
+    unsigned long jpegSize = mJPEG.size();
+    // The buffer holds the largest JPEG of this size: the encoder never reallocates it.
+    if (tjCompress2(mCompressor.get(), mPixels.data(), width, width * 4, height, TJPF_BGRA, &jpeg,
+                    &jpegSize, TJSAMP_422, kJPEGQuality, TJFLAG_NOREALLOC) != 0) {
+        CoreMachDebugLog("TestPatternSource: encoding failed: %s\n",
+                         tjGetErrorStr2(mCompressor.get()));
+        return sgDeviceErr;
+    }
+    size = jpegSize;
+    return noErr;
+}
+
+int TestPatternSource::Grab(CaptureFrameHandler& handler) {
+    if (!TestPatternBackEnd::IsPlugged() || mGeneration != TestPatternBackEnd::PlugGeneration()) {
+        if (!mLostReported) {
+            mLostReported = true;
+            CoreMachDebugLog("TestPatternSource: '%s' was unplugged\n",
+                             TestPatternBackEnd::kInputNames[mInput]);
+        }
+        return sgDeviceLostErr;
+    }
+    if (!mStreaming) {
+        return noErr;
+    }
+    std::int64_t const now = NowMicroseconds();
+    if (TestPatternBackEnd::TakeInjectedFrame(mInput, mInjected)) {
+        return handler.OnFrame(mInjected.data(), mInjected.size(), now);
+    }
+    // Both eyes render the scene at the same tick of the same clock, so a pair of frames
+    // grabbed in one tick shows one moment.
+    std::int64_t const sinceStart = now - SceneStartMicroseconds();
+    std::int64_t const tick = sinceStart * kFramesPerSecond / 1000000;
+    bool const freeRunning = TestPatternBackEnd::FreeRunning();
+    if (!freeRunning && tick <= mLastTick) {
+        return noErr;
+    }
+    mLastTick = tick;
+    double const seconds =
+        freeRunning ? sinceStart / 1e6 : static_cast<double>(tick) / kFramesPerSecond;
+    std::size_t size = 0;
+    int const err = EncodeFrame(seconds, size);
+    if (err != noErr) {
+        return err;
+    }
+    return handler.OnFrame(mJPEG.data(), size, now);
+}

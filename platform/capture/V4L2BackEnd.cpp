@@ -1,0 +1,98 @@
+#include "platform/capture/V4L2BackEnd.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+
+#include "CoreX/CoreMachDebugLog.h"
+#include "platform/capture/V4L2Formats.h"
+#include "platform/capture/V4L2Resources.h"
+#include "platform/capture/V4L2Source.h"
+
+std::vector<V4L2NodeAnswers> V4L2BackEnd::FindNodes(std::string const& folder) {
+    std::vector<V4L2NodeAnswers> nodes;
+    DIR* dir = ::opendir(folder.c_str());
+    if (dir == nullptr) {
+        return nodes;
+    }
+    while (dirent const* entry = ::readdir(dir)) {
+        char const* name = entry->d_name;
+        if (std::strncmp(name, "video", 5) != 0 || name[5] == '\0') {
+            continue;
+        }
+        char* end = nullptr;
+        long const number = std::strtol(name + 5, &end, 10);
+        if (*end != '\0' || number < 0 || name[5] < '0' || name[5] > '9') {
+            continue;
+        }
+        V4L2NodeAnswers node;
+        node.path = folder + "/" + name;
+        node.number = static_cast<int>(number);
+        nodes.push_back(std::move(node));
+    }
+    ::closedir(dir);
+    std::sort(nodes.begin(), nodes.end(), [](V4L2NodeAnswers const& a, V4L2NodeAnswers const& b) {
+        return a.number < b.number;
+    });
+    return nodes;
+}
+
+bool V4L2BackEnd::QueryNode(V4L2NodeAnswers& node) {
+    // Opening a node does not claim it: another program may be streaming from it.
+    ScopedFd fd(::open(node.path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    if (!fd.IsOpen()) {
+        return false;
+    }
+    if (V4L2Ioctl(fd.Get(), VIDIOC_QUERYCAP, &node.capability) != 0) {
+        return false;
+    }
+    node.inputs.clear();
+    for (std::uint32_t index = 0;; ++index) {
+        v4l2_input input{};
+        input.index = index;
+        if (V4L2Ioctl(fd.Get(), VIDIOC_ENUMINPUT, &input) != 0) {
+            break;
+        }
+        node.inputs.push_back(input);
+    }
+    return true;
+}
+
+void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
+    std::vector<V4L2NodeAnswers> nodes = FindNodes(mDeviceFolder);
+    std::vector<V4L2NodeAnswers> answered;
+    for (V4L2NodeAnswers& node : nodes) {
+        if (QueryNode(node)) {
+            answered.push_back(std::move(node));
+        }
+    }
+    std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(answered, this);
+    devices.insert(devices.end(), cameras.begin(), cameras.end());
+}
+
+int V4L2BackEnd::OpenInput(CaptureDevice const& device, int input, int width, int height,
+                           std::unique_ptr<CaptureSource>& source) {
+    source.reset();
+    if (input < 0 || input >= static_cast<int>(device.inputs.size())) {
+        return paramErr;
+    }
+    auto opened = std::make_unique<V4L2Source>();
+    int const err = opened->Open(device.path, device.inputs[input], input, width, height);
+    if (err == noErr) {
+        source = std::move(opened);
+    }
+    return err;
+}
+
+void V4L2BackEnd::DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) {
+    ScopedFd fd(::open(device.path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    if (!fd.IsOpen()) {
+        lines.push_back("(cannot be opened: " + std::string(std::strerror(errno)) + ")");
+        return;
+    }
+    for (V4L2FormatAnswers const& format : V4L2Formats::Enumerate(fd.Get())) {
+        lines.push_back(V4L2Formats::Describe(format));
+    }
+}

@@ -1,0 +1,27 @@
+#pragma once
+// Cameras of the kernel's video API: the /dev/videoN nodes that capture, in the order of N.
+
+#include <string>
+
+#include "platform/capture/CaptureBackEnd.h"
+#include "platform/capture/V4L2Naming.h"
+
+class V4L2BackEnd : public CaptureBackEnd {
+public:
+    // Where the video nodes are looked for: "/dev", unless a test points elsewhere.
+    void SetDeviceFolder(std::string folder) { mDeviceFolder = std::move(folder); }
+
+    void ListDevices(std::vector<CaptureDevice>& devices) override;
+    int OpenInput(CaptureDevice const& device, int input, int width, int height,
+                  std::unique_ptr<CaptureSource>& source) override;
+    void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) override;
+
+    // The nodes named videoN in `folder`, by N.
+    static std::vector<V4L2NodeAnswers> FindNodes(std::string const& folder);
+    // Asks one node what it is and which inputs it has; false when it does not answer as a
+    // V4L2 device.
+    static bool QueryNode(V4L2NodeAnswers& node);
+
+private:
+    std::string mDeviceFolder = "/dev";
+};

@@ -1,0 +1,122 @@
+#include "platform/capture/V4L2Naming.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+
+namespace V4L2Naming {
+
+namespace {
+
+constexpr std::size_t kMaxNameLength = 63;
+
+std::string FieldText(std::uint8_t const* field, std::size_t size) {
+    auto const* text = reinterpret_cast<char const*>(field);
+    return std::string(text, strnlen(text, size));
+}
+
+std::uint32_t CapsOf(v4l2_capability const& capability) {
+    return (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0 ? capability.device_caps
+                                                                 : capability.capabilities;
+}
+
+// `head` cut so that `head + tail` fits; the tail (port, input) is what tells cameras apart.
+std::string Fit(std::string head, std::string const& tail) {
+    std::size_t const room = tail.size() >= kMaxNameLength ? 0 : kMaxNameLength - tail.size();
+    if (head.size() > room) {
+        head.resize(room);
+        while (!head.empty() && head.back() == ' ') {
+            head.pop_back();
+        }
+    }
+    return (head + tail).substr(0, kMaxNameLength);
+}
+
+// The bracketed part of a device's name at each level of detail.
+std::string Qualifier(V4L2NodeAnswers const& node, int level) {
+    std::string const bus = FieldText(node.capability.bus_info, sizeof(node.capability.bus_info));
+    switch (level) {
+        case 0:
+            return "";
+        case 1:
+            return " [" + PortOf(bus) + "]";
+        case 2:
+            return " [" + bus + "]";
+        default:
+            return " [" + bus + "] (video" + std::to_string(node.number) + ")";
+    }
+}
+
+}  // namespace
+
+bool IsCamera(v4l2_capability const& capability) {
+    std::uint32_t const caps = CapsOf(capability);
+    if ((caps & V4L2_CAP_VIDEO_CAPTURE) == 0 || (caps & V4L2_CAP_STREAMING) == 0) {
+        return false;
+    }
+    return FieldText(capability.driver, sizeof(capability.driver)) != "v4l2 loopback";
+}
+
+std::string PortOf(std::string const& busInfo) {
+    if (busInfo.rfind("usb-", 0) != 0) {
+        return busInfo;
+    }
+    std::size_t const dash = busInfo.rfind('-');
+    return dash + 1 < busInfo.size() && dash > 3 ? busInfo.substr(dash + 1) : busInfo;
+}
+
+std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes,
+                                       CaptureBackEnd* backEnd) {
+    std::vector<V4L2NodeAnswers const*> cameras;
+    for (V4L2NodeAnswers const& node : nodes) {
+        if (IsCamera(node.capability)) {
+            cameras.push_back(&node);
+        }
+    }
+    // Start every camera at its card name and add detail to those that still share a name,
+    // until all differ.
+    std::vector<int> level(cameras.size(), 0);
+    std::vector<std::string> names(cameras.size());
+    for (;;) {
+        std::map<std::string, int> uses;
+        for (std::size_t i = 0; i < cameras.size(); ++i) {
+            std::string const card =
+                FieldText(cameras[i]->capability.card, sizeof(cameras[i]->capability.card));
+            names[i] = Fit(card, Qualifier(*cameras[i], level[i]));
+            ++uses[names[i]];
+        }
+        bool fChanged = false;
+        for (std::size_t i = 0; i < cameras.size(); ++i) {
+            if (uses[names[i]] > 1 && level[i] < 3) {
+                ++level[i];
+                fChanged = true;
+            }
+        }
+        if (!fChanged) {
+            break;
+        }
+    }
+
+    std::vector<CaptureDevice> devices;
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        V4L2NodeAnswers const& node = *cameras[i];
+        CaptureDevice device;
+        device.name = names[i];
+        device.path = node.path;
+        device.backEnd = backEnd;
+        std::string const card = FieldText(node.capability.card, sizeof(node.capability.card));
+        if (node.inputs.size() <= 1) {
+            // A node that lists no input still captures from its one implicit input.
+            device.inputs.push_back(device.name);
+        } else {
+            for (v4l2_input const& input : node.inputs) {
+                std::string const inputName = FieldText(input.name, sizeof(input.name));
+                device.inputs.push_back(Fit(card, Qualifier(node, level[i]) + " - " + inputName));
+            }
+        }
+        devices.push_back(std::move(device));
+    }
+    return devices;
+}
+
+}  // namespace V4L2Naming

@@ -1,0 +1,36 @@
+#pragma once
+// Which V4L2 nodes are cameras, and what they are called. A stereo rig is usually two
+// cameras of one model, so names must tell identical cameras apart: a camera is its card
+// name, with its USB port in brackets where two devices share that name (stable while it
+// stays in the same port), and its input's name where the device has several inputs.
+
+#include <string>
+#include <vector>
+
+#include <linux/videodev2.h>
+
+#include "platform/capture/CaptureBackEnd.h"
+
+// One node's answers to VIDIOC_QUERYCAP and VIDIOC_ENUMINPUT.
+struct V4L2NodeAnswers {
+    std::string path;  // "/dev/video0"
+    int number = 0;    // the N of /dev/videoN
+    v4l2_capability capability{};
+    std::vector<v4l2_input> inputs;
+};
+
+namespace V4L2Naming {
+
+// Nodes that capture video and stream: metadata and output nodes are not cameras, and
+// neither is a v4l2loopback node, so a virtual camera never feeds itself.
+bool IsCamera(v4l2_capability const& capability);
+
+// The port part of a bus_info: "usb-0000:00:14.0-1.2" gives "1.2"; anything that is not USB
+// is kept whole.
+std::string PortOf(std::string const& busInfo);
+
+// The cameras among `nodes` (in /dev/videoN order), named. Names fit in 63 characters.
+std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes,
+                                       CaptureBackEnd* backEnd);
+
+}  // namespace V4L2Naming

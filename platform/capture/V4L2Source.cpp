@@ -1,0 +1,295 @@
+#include "platform/capture/V4L2Source.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+
+#include <linux/videodev2.h>
+
+#include "CoreX/CoreMachDebugLog.h"
+#include "platform/capture/DecompressSequence.h"
+#include "platform/capture/V4L2Formats.h"
+#include "platform/capture/V4L2Naming.h"
+
+namespace {
+
+bool IsVanished(int err) { return err == -ENODEV || err == -EIO || err == -ENXIO; }
+
+int StatusOf(int err) {
+    if (IsVanished(err)) {
+        return sgDeviceLostErr;
+    }
+    switch (err) {
+        case -EBUSY:
+            return sgDeviceBusyErr;
+        case -ENOSPC:
+            return sgBandwidthErr;
+        case -ENOENT:
+            return sgNoDeviceErr;
+        default:
+            return sgDeviceErr;
+    }
+}
+
+}  // namespace
+
+V4L2Source::~V4L2Source() { mStream.Stop(); }
+
+int V4L2Source::Fail(char const* what, int err) {
+    // A camera that another program or grabber holds is an everyday answer while the default
+    // camera is looked for; whoever asked for this camera in particular reports it.
+    if (err != -EBUSY) {
+        CoreMachDebugLog("V4L2Source: '%s' (%s): %s failed: %s\n", mCameraName.c_str(),
+                         mPath.c_str(), what, std::strerror(-err));
+    }
+    mStream.Stop();
+    mBuffers.clear();
+    mFd.Reset();
+    return StatusOf(err);
+}
+
+int V4L2Source::Open(std::string const& path, std::string const& cameraName, int input, int width,
+                     int height) {
+    mPath = path;
+    mCameraName = cameraName;
+    mLost = false;
+    int const opened = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    int const openErr = errno;
+    mFd.Reset(opened);
+    if (!mFd.IsOpen()) {
+        return Fail("open", -openErr);
+    }
+    int const fd = mFd.Get();
+    v4l2_capability capability{};
+    int err = V4L2Ioctl(fd, VIDIOC_QUERYCAP, &capability);
+    if (err != 0) {
+        return Fail("VIDIOC_QUERYCAP", err);
+    }
+    if (!V4L2Naming::IsCamera(capability)) {
+        return Fail("checking that it is a camera", -ENODEV);
+    }
+    int inputIndex = input;
+    err = V4L2Ioctl(fd, VIDIOC_S_INPUT, &inputIndex);
+    if (err != 0 && !(input == 0 && err == -ENOTTY)) {
+        return Fail("VIDIOC_S_INPUT", err);
+    }
+
+    V4L2FormatChoice choice;
+    std::vector<V4L2FormatAnswers> const formats = V4L2Formats::Enumerate(fd);
+    if (!V4L2Formats::ChooseFormat(formats, static_cast<std::uint32_t>(width),
+                                   static_cast<std::uint32_t>(height), choice)) {
+        CoreMachDebugLog("V4L2Source: '%s' offers no format that can be decoded:\n",
+                         cameraName.c_str());
+        for (V4L2FormatAnswers const& format : formats) {
+            CoreMachDebugLog("    %s\n", V4L2Formats::Describe(format).c_str());
+        }
+        mFd.Reset();
+        return sgFormatErr;
+    }
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    format.fmt.pix.pixelformat = choice.pixelFormat;
+    format.fmt.pix.width = choice.width;
+    format.fmt.pix.height = choice.height;
+    format.fmt.pix.field = V4L2_FIELD_ANY;
+    // EBUSY here means another program streams from the camera.
+    err = V4L2Ioctl(fd, VIDIOC_S_FMT, &format);
+    if (err != 0) {
+        return Fail("VIDIOC_S_FMT", err);
+    }
+    v4l2_pix_format const& pix = format.fmt.pix;  // what the driver settled on
+    bool const fUsable = DecompressSequence::CanDecode(pix.pixelformat) && pix.width > 0 &&
+                         pix.height > 0 && pix.width <= 32767 && pix.height <= 32767;
+    if (!fUsable) {
+        CoreMachDebugLog("V4L2Source: '%s' answered %s %ux%u to %s %ux%u\n", cameraName.c_str(),
+                         PixelFourCCText(pix.pixelformat).c_str(), pix.width, pix.height,
+                         PixelFourCCText(choice.pixelFormat).c_str(), choice.width, choice.height);
+        mFd.Reset();
+        return sgFormatErr;
+    }
+    mDescription.cType = pix.pixelformat;
+    mDescription.width = static_cast<std::int16_t>(pix.width);
+    mDescription.height = static_cast<std::int16_t>(pix.height);
+    // Rows can be padded (bytesperline beyond the pixels); compressed formats report 0.
+    mDescription.bytesPerLine = static_cast<std::int32_t>(pix.bytesperline);
+    mDescription.dataSize = static_cast<std::int32_t>(pix.sizeimage);
+    if (mDescription.bytesPerLine == 0) {
+        mDescription.bytesPerLine =
+            DecompressSequence::MinimumBytesPerLine(pix.pixelformat, mDescription.width);
+    }
+    SetFrameRate();
+
+    v4l2_requestbuffers request{};
+    request.count = kBufferCount;
+    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    request.memory = V4L2_MEMORY_MMAP;
+    err = V4L2Ioctl(fd, VIDIOC_REQBUFS, &request);
+    if (err != 0) {
+        return Fail("VIDIOC_REQBUFS", err);
+    }
+    if (request.count < 2) {
+        return Fail("VIDIOC_REQBUFS (fewer than two buffers)", -ENOMEM);
+    }
+    mBuffers.resize(request.count);
+    for (std::uint32_t i = 0; i < request.count; ++i) {
+        v4l2_buffer buffer{};
+        buffer.index = i;
+        buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        buffer.memory = V4L2_MEMORY_MMAP;
+        err = V4L2Ioctl(fd, VIDIOC_QUERYBUF, &buffer);
+        if (err != 0) {
+            return Fail("VIDIOC_QUERYBUF", err);
+        }
+        err = mBuffers[i].Map(fd, buffer.length, static_cast<off_t>(buffer.m.offset));
+        if (err != 0) {
+            return Fail("mmap", err);
+        }
+    }
+    CoreMachDebugLog("V4L2Source: '%s' opened: %s %dx%d, %d bytes a row, %.3g fps, %zu buffers\n",
+                     cameraName.c_str(), PixelFourCCText(mDescription.cType).c_str(),
+                     mDescription.width, mDescription.height, mDescription.bytesPerLine,
+                     mFramesPerSecond, mBuffers.size());
+    return noErr;
+}
+
+void V4L2Source::SetFrameRate() {
+    int const fd = mFd.Get();
+    v4l2_fract interval{1, 30};
+    std::vector<v4l2_frmivalenum> const intervals = V4L2Formats::EnumerateIntervals(
+        fd, mDescription.cType, static_cast<std::uint32_t>(mDescription.width),
+        static_cast<std::uint32_t>(mDescription.height));
+    V4L2Formats::ChooseInterval(intervals, interval);  // none listed: ask for 1/30 anyway
+    v4l2_streamparm parm{};
+    parm.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    if (V4L2Ioctl(fd, VIDIOC_G_PARM, &parm) != 0 ||
+        (parm.parm.capture.capability & V4L2_CAP_TIMEPERFRAME) == 0) {
+        return;  // the driver keeps its own rate
+    }
+    // Some drivers start at a few frames a second until they are asked.
+    parm.parm.capture.timeperframe = interval;
+    int const err = V4L2Ioctl(fd, VIDIOC_S_PARM, &parm);
+    if (err != 0) {
+        CoreMachDebugLog("V4L2Source: '%s': VIDIOC_S_PARM %u/%u failed: %s\n", mCameraName.c_str(),
+                         interval.numerator, interval.denominator, std::strerror(-err));
+        return;
+    }
+    v4l2_fract const& settled = parm.parm.capture.timeperframe;
+    if (settled.numerator != 0) {
+        mFramesPerSecond = static_cast<double>(settled.denominator) / settled.numerator;
+    }
+}
+
+int V4L2Source::QueueBuffer(std::uint32_t index) {
+    v4l2_buffer buffer{};
+    buffer.index = index;
+    buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    buffer.memory = V4L2_MEMORY_MMAP;
+    return V4L2Ioctl(mFd.Get(), VIDIOC_QBUF, &buffer);
+}
+
+int V4L2Source::Start() {
+    if (!mFd.IsOpen() || mLost) {
+        return mLost ? sgDeviceLostErr : sgNotPreparedErr;
+    }
+    // STREAMOFF hands every buffer back, so each start queues them all again.
+    for (std::uint32_t i = 0; i < mBuffers.size(); ++i) {
+        int const err = QueueBuffer(i);
+        if (err != 0) {
+            mLost = IsVanished(err);
+            return Fail("VIDIOC_QBUF", err);
+        }
+    }
+    int const err = mStream.Start(mFd.Get());
+    if (err == -ENOSPC) {
+        CoreMachDebugLog(
+            "V4L2Source: '%s' cannot stream %s %dx%d at %.3g fps: its USB bus has no bandwidth "
+            "left. Another camera on the same bus takes the rest: plug the cameras into "
+            "different USB controllers, or have them send MJPEG or fewer frames a second.\n",
+            mCameraName.c_str(), PixelFourCCText(mDescription.cType).c_str(), mDescription.width,
+            mDescription.height, mFramesPerSecond);
+        int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        V4L2Ioctl(mFd.Get(), VIDIOC_STREAMOFF, &type);  // takes the queued buffers back
+        return sgBandwidthErr;
+    }
+    if (err != 0) {
+        mLost = IsVanished(err);
+        return Fail("VIDIOC_STREAMON", err);
+    }
+    return noErr;
+}
+
+int V4L2Source::Stop() {
+    int const err = mStream.Stop();
+    // A camera that has gone cannot stop; it is stopped all the same.
+    if (err != 0 && !IsVanished(err) && !mLost) {
+        CoreMachDebugLog("V4L2Source: '%s': VIDIOC_STREAMOFF failed: %s\n", mCameraName.c_str(),
+                         std::strerror(-err));
+        return StatusOf(err);
+    }
+    return noErr;
+}
+
+int V4L2Source::Grab(CaptureFrameHandler& handler) {
+    if (mLost) {
+        return sgDeviceLostErr;
+    }
+    if (!mStream.IsStreaming()) {
+        return noErr;
+    }
+    int const fd = mFd.Get();
+    v4l2_buffer newest{};
+    bool fHaveFrame = false;
+    int err = 0;
+    for (;;) {
+        v4l2_buffer buffer{};
+        buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        buffer.memory = V4L2_MEMORY_MMAP;
+        err = V4L2Ioctl(fd, VIDIOC_DQBUF, &buffer);
+        if (err != 0) {
+            break;  // EAGAIN: nothing more is ready
+        }
+        if (fHaveFrame) {
+            // An older frame nobody will look at: straight back to the driver.
+            if (int const qerr = QueueBuffer(newest.index); qerr != 0) {
+                err = qerr;
+                break;
+            }
+        }
+        newest = buffer;
+        fHaveFrame = true;
+    }
+    if (err != 0 && err != -EAGAIN) {
+        if (IsVanished(err)) {
+            mLost = true;
+            CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(),
+                             mPath.c_str(), std::strerror(-err));
+            return sgDeviceLostErr;
+        }
+        CoreMachDebugLog("V4L2Source: '%s': VIDIOC_DQBUF failed: %s\n", mCameraName.c_str(),
+                         std::strerror(-err));
+    }
+    if (!fHaveFrame) {
+        return noErr;
+    }
+    int result = noErr;
+    if ((newest.flags & V4L2_BUF_FLAG_ERROR) != 0 || newest.index >= mBuffers.size()) {
+        // The driver saw the frame arrive damaged: drop it, keep streaming.
+        CoreMachDebugLog("V4L2Source: '%s': frame %u flagged as damaged, dropped\n",
+                         mCameraName.c_str(), newest.sequence);
+    } else {
+        MappedBuffer const& mapped = mBuffers[newest.index];
+        std::size_t const size = std::min<std::size_t>(newest.bytesused, mapped.Length());
+        std::int64_t const timeUs =
+            std::int64_t{newest.timestamp.tv_sec} * 1000000 + newest.timestamp.tv_usec;
+        result = handler.OnFrame(mapped.Data(), size, timeUs);
+    }
+    err = QueueBuffer(newest.index);
+    if (err != 0 && IsVanished(err)) {
+        mLost = true;
+        CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(),
+                         mPath.c_str(), std::strerror(-err));
+        return sgDeviceLostErr;
+    }
+    return result;
+}

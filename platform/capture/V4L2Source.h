@@ -1,0 +1,47 @@
+#pragma once
+// One open V4L2 camera input: the format settled at open, a few memory-mapped buffers, and
+// non-blocking dequeueing in Grab, which takes every buffer that is ready, delivers only
+// the newest and gives them all back to the driver.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/capture/CaptureSource.h"
+#include "platform/capture/V4L2Resources.h"
+
+class V4L2Source : public CaptureSource {
+public:
+    static constexpr std::uint32_t kBufferCount = 4;
+
+    V4L2Source() = default;
+    ~V4L2Source() override;
+
+    // Opens `path`, selects `input`, chooses the format for width x height, asks for 30
+    // frames a second and maps the buffers. sgDeviceBusyErr when another program streams
+    // from the camera; on any error nothing stays open.
+    int Open(std::string const& path, std::string const& cameraName, int input, int width,
+             int height);
+
+    ImageDescription const& Description() const override { return mDescription; }
+    int Start() override;
+    int Stop() override;
+    int Grab(CaptureFrameHandler& handler) override;
+
+    // The frame rate asked for, in frames a second (0 when the driver sets its own).
+    double FramesPerSecond() const { return mFramesPerSecond; }
+
+private:
+    int Fail(char const* what, int err);  // logs, maps -errno to a status code
+    void SetFrameRate();
+    int QueueBuffer(std::uint32_t index);
+
+    std::string mPath;
+    std::string mCameraName;
+    ScopedFd mFd;
+    std::vector<MappedBuffer> mBuffers;
+    V4L2StreamGuard mStream;  // declared last: streaming stops before the buffers go
+    ImageDescription mDescription;
+    double mFramesPerSecond = 0.0;
+    bool mLost = false;
+};

@@ -1,0 +1,299 @@
+// Camera grabbers on the test-pattern camera: opening the default camera, switching, the
+// next/previous walk, losing a camera and re-opening after the period, and damaged frames.
+// The re-open clock is a fake one that the tests advance.
+
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "QClasses/QCameraGrabCGContext.h"
+#include "platform/capture/CaptureRegistry.h"
+#include "platform/capture/TestPatternBackEnd.h"
+#include "tests/platform/CaptureTestFrames.h"
+#include "tests/support/TestLogCapture.h"
+
+namespace {
+
+using Camera = QCameraGrabberBase::Camera;
+
+constexpr SGRect kFrameRect = {0, 0, 480, 640};
+
+double sFakeMicroseconds = 0.0;
+
+class GrabberTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        CaptureRegistry::Shared().SetV4L2Enabled(false);
+        TestPatternBackEnd::Plug();
+        sFakeMicroseconds = 1e9;
+        QCameraGrabberBase::SetMicrosecondsClock([] { return sFakeMicroseconds; });
+    }
+    void TearDown() override {
+        QCameraGrabberBase::SetMicrosecondsClock(nullptr);
+        TestPatternBackEnd::Plug();
+        CaptureRegistry::Shared().SetV4L2Enabled(true);
+    }
+
+    static void AdvanceSeconds(double seconds) { sFakeMicroseconds += seconds * 1e6; }
+
+    // Opens the default camera and starts recording.
+    static int Open(QCameraGrabCGContext& grabber) {
+        int err = grabber.OpenInitialize(kFrameRect, k32ARGBPixelFormat, nullptr);
+        if (err == noErr) {
+            err = grabber.StartRecord();
+        }
+        return err;
+    }
+
+    // Idles until a frame has been decoded (the test pattern sends one at once after a
+    // start, then one every 1/30 s).
+    static bool NextFrame(QCameraGrabCGContext& grabber) {
+        std::uint64_t const before = grabber.GetFrameStatistics().framesDecoded;
+        for (int i = 0; i < 200; ++i) {
+            grabber.Idle();
+            if (grabber.GetFrameStatistics().framesDecoded > before) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return false;
+    }
+
+    static std::string Current(QCameraGrabCGContext& grabber) {
+        Camera camera;
+        return grabber.GetCurrentCamera(camera) ? PStr63ToString(camera.inputName) : "";
+    }
+
+    static std::vector<std::uint8_t> Pixels(QCameraGrabCGContext const& grabber) {
+        auto const& bitmap = grabber.mCamContext;
+        return {bitmap.mImageDataBytes, bitmap.mImageDataBytes + bitmap.mImageDataSize};
+    }
+};
+
+TEST_F(GrabberTest, DefaultCamerasGoLeftThenRightThenNone) {
+    QCameraGrabCGContext left;
+    QCameraGrabCGContext right;
+    QCameraGrabCGContext third;
+    ASSERT_EQ(Open(left), noErr);
+    ASSERT_EQ(Open(right), noErr);
+    EXPECT_EQ(Current(left), "Test Pattern Left");
+    EXPECT_EQ(Current(right), "Test Pattern Right");
+    EXPECT_NE(third.OpenInitialize(kFrameRect, k32ARGBPixelFormat, nullptr), noErr);
+    EXPECT_EQ(third.mVideoChannel, nullptr);
+    EXPECT_NE(third.mComponent, nullptr);
+
+    // The frame buffer: 640 x 480 ARGB, black until the first frame, then the picture.
+    EXPECT_EQ(left.mCamContext.mImageWidth, 640u);
+    EXPECT_EQ(left.mCamContext.mImageRowBytes, 2560u);
+    std::vector<std::uint8_t> const black = Pixels(left);
+    EXPECT_EQ(black[0], 0);
+    EXPECT_EQ(black[3], 255);
+    ASSERT_TRUE(NextFrame(left));
+    ASSERT_TRUE(NextFrame(right));
+    EXPECT_NE(Pixels(left), black);
+    EXPECT_NE(Pixels(left), Pixels(right));
+    EXPECT_EQ(left.mCameraImageDesc.cType, kCodecMJPEG);
+    EXPECT_EQ(left.mCameraImageDesc.width, 640);
+    // Decoded pixels are opaque.
+    EXPECT_EQ(Pixels(left)[4 * 1000 + 3], 255);
+}
+
+TEST_F(GrabberTest, NextAndPreviousStopAtTheEnds) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    EXPECT_EQ(grabber.GetCameraCount(), 2);
+    EXPECT_FALSE(grabber.UsePrevCamera());  // the first camera: no wrap-around
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    ASSERT_TRUE(grabber.UseNextCamera());
+    EXPECT_EQ(Current(grabber), "Test Pattern Right");
+    EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_FALSE(grabber.UseNextCamera());
+    EXPECT_EQ(Current(grabber), "Test Pattern Right");
+    ASSERT_TRUE(grabber.UsePrevCamera());
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    EXPECT_TRUE(NextFrame(grabber));
+
+    // With the other input held elsewhere there is nothing to switch to that opens.
+    QCameraGrabCGContext other;
+    ASSERT_EQ(Open(other), noErr);
+    TestLogCapture log;
+    EXPECT_FALSE(grabber.UseNextCamera());
+    EXPECT_TRUE(log.Contains("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING"));
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);  // a failed switch leaves no channel
+}
+
+TEST_F(GrabberTest, SwitchingToTheCurrentCameraChangesNothing) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    Camera current;
+    ASSERT_TRUE(grabber.GetCurrentCamera(current));
+    SGChannel* const channel = grabber.mVideoChannel;
+    EXPECT_EQ(grabber.SwitchToCamera(current), paramErr);
+    EXPECT_EQ(grabber.mVideoChannel, channel);
+    EXPECT_TRUE(NextFrame(grabber));  // still recording
+
+    Camera right;
+    ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
+    EXPECT_EQ(right.input, 1);
+    EXPECT_EQ(PStr63ToString(right.deviceName), "Duoscope Test Pattern");
+    EXPECT_FALSE(grabber.GetCameraWithDeviceInputName(right, "test pattern right"));
+    ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
+    EXPECT_EQ(grabber.SwitchToCamera(right), noErr);
+    EXPECT_TRUE(grabber.IsThisTheCurrentCamera(right));
+
+    Camera bogus = right;
+    bogus.device = 5;
+    EXPECT_EQ(grabber.SwitchToCamera(bogus), paramErr);
+    EXPECT_TRUE(grabber.IsThisTheCurrentCamera(right));
+}
+
+TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    ASSERT_TRUE(NextFrame(grabber));
+    std::vector<std::uint8_t> const lastPicture = Pixels(grabber);
+
+    TestPatternBackEnd::Unplug();
+    EXPECT_EQ(grabber.Idle(), sgDeviceLostErr);
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+    EXPECT_EQ(Pixels(grabber), lastPicture);  // the view keeps the last picture
+
+    // Unplugged, past the period: one attempt fails, and the next waits a period again.
+    AdvanceSeconds(1.1);
+    EXPECT_EQ(grabber.Idle(), sgNoDeviceErr);
+    TestPatternBackEnd::Plug();
+    EXPECT_EQ(grabber.Idle(), noErr);
+    AdvanceSeconds(0.9);
+    EXPECT_EQ(grabber.Idle(), noErr);
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+
+    AdvanceSeconds(0.2);
+    EXPECT_EQ(grabber.Idle(), noErr);
+    ASSERT_NE(grabber.mVideoChannel, nullptr);
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    EXPECT_TRUE(NextFrame(grabber));
+}
+
+TEST_F(GrabberTest, NoReopeningWhenItIsTurnedOff) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    grabber.SetAutoOpenCameraPluggedIn(false, 1.0f);
+    TestPatternBackEnd::Unplug();
+    grabber.Idle();
+    TestPatternBackEnd::Plug();
+    for (int i = 0; i < 5; ++i) {
+        AdvanceSeconds(1.5);
+        EXPECT_EQ(grabber.Idle(), noErr);
+    }
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+
+    // Turned on again, it waits a full period from that moment.
+    grabber.SetAutoOpenCameraPluggedIn(true, 2.0f);
+    AdvanceSeconds(1.5);
+    grabber.Idle();
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+    AdvanceSeconds(0.6);
+    grabber.Idle();
+    EXPECT_NE(grabber.mVideoChannel, nullptr);
+
+    // A grabber that never built a frame buffer never opens anything by itself.
+    QCameraGrabCGContext unused;
+    AdvanceSeconds(5);
+    EXPECT_EQ(unused.Idle(), noErr);
+    EXPECT_EQ(unused.mComponent, nullptr);
+}
+
+TEST_F(GrabberTest, DamagedFramesAreDroppedAndThePictureStays) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    ASSERT_TRUE(NextFrame(grabber));
+    std::vector<std::uint8_t> const picture = Pixels(grabber);
+
+    std::vector<std::uint8_t> const jpeg =
+        CaptureTestFrames::EncodeJPEG(CaptureTestFrames::Picture(640, 480), 640, 480);
+    TestLogCapture log;
+    TestPatternBackEnd::InjectFrame(0, {jpeg.begin(), jpeg.begin() + jpeg.size() / 3});
+    EXPECT_EQ(grabber.Idle(), sgDecodeErr);
+    TestPatternBackEnd::InjectFrame(0, std::vector<std::uint8_t>(3000, 0x5A));
+    EXPECT_EQ(grabber.Idle(), sgDecodeErr);
+    EXPECT_EQ(Pixels(grabber), picture);
+    EXPECT_EQ(grabber.GetFrameStatistics().framesDropped, 2u);
+    EXPECT_TRUE(log.Contains(" code : err=DefaultDataProc(in_data,in_data_size)"));
+    EXPECT_TRUE(log.Contains("truncated"));
+
+    // Recording goes on: a good frame is decoded, and so is the next rendered one.
+    TestPatternBackEnd::InjectFrame(0, jpeg);
+    EXPECT_EQ(grabber.Idle(), noErr);
+    EXPECT_NE(Pixels(grabber), picture);
+    EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_NE(grabber.mVideoChannel, nullptr);
+}
+
+TEST_F(GrabberTest, TheCameraIsAskedForTheRequestRectAndStretchedToTheFrameBuffer) {
+    QCameraGrabCGContext grabber;
+    EXPECT_TRUE(grabber.SetCameraVDIGRequestRect({0, 0, 240, 320}));
+    ASSERT_EQ(Open(grabber), noErr);
+    EXPECT_EQ(grabber.mCameraImageDesc.width, 320);
+    EXPECT_EQ(grabber.mCameraImageDesc.height, 240);
+    EXPECT_EQ(grabber.mCamContext.mImageWidth, 640u);
+    EXPECT_TRUE(NextFrame(grabber));
+
+    // An empty request takes the frame buffer's size.
+    QCameraGrabCGContext other;
+    ASSERT_EQ(Open(other), noErr);
+    EXPECT_EQ(other.mVDIGRequestRect, kFrameRect);
+    EXPECT_EQ(other.mCameraImageDesc.width, 640);
+}
+
+TEST_F(GrabberTest, FrameBufferIsKeptWhileItsSizeStays) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(grabber.CreateFrameBuffer(kFrameRect, k32ARGBPixelFormat), noErr);
+    std::uint8_t* const memory = grabber.mCamContext.mImageDataBytes;
+    ASSERT_EQ(Open(grabber), noErr);
+    EXPECT_EQ(grabber.mCamContext.mImageDataBytes, memory);
+    EXPECT_EQ(grabber.GetFrameBufferGWorldPtr()->BaseAddr(), memory);
+    EXPECT_EQ(grabber.CreateFrameBuffer(kFrameRect, kCodecYUYV), paramErr);
+
+    // A new size while recording: the decoder follows the new memory after a restart.
+    ASSERT_EQ(grabber.OpenInitialize({0, 0, 240, 320}, k32ARGBPixelFormat, nullptr), noErr);
+    ASSERT_EQ(grabber.StartRecord(), noErr);
+    EXPECT_EQ(grabber.mCamContext.mImageWidth, 320u);
+    EXPECT_TRUE(NextFrame(grabber));
+}
+
+TEST_F(GrabberTest, CamerasAreListedWithoutAChannel) {
+    QCameraGrabCGContext grabber;
+    QSGDeviceList list;
+    EXPECT_FALSE(grabber.GetCameraInputList(list));  // nothing open at all
+    ASSERT_EQ(grabber.OpenInitialize(), noErr);      // the component alone
+    ASSERT_TRUE(grabber.GetCameraInputList(list));
+    Camera camera;
+    Str63 name;
+    PStr63FromCString("Test Pattern Right", name);
+    ASSERT_TRUE(list.FindInputNamed(name, camera));
+
+    // Opened by name, as the cameras tool does.
+    ASSERT_EQ(grabber.OpenInitialize(kFrameRect, k32ARGBPixelFormat, &camera), noErr);
+    ASSERT_EQ(grabber.StartRecord(), noErr);
+    EXPECT_EQ(Current(grabber), "Test Pattern Right");
+    EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_TRUE(grabber.CloseCameraInput());
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+    EXPECT_FALSE(grabber.CloseCameraInput());
+
+    // With the component still open, a camera opens and records at once.
+    TestLogCapture log;
+    ASSERT_EQ(grabber.OpenCameraInput(nullptr), noErr);
+    EXPECT_TRUE(NextFrame(grabber));
+    grabber.DumpRelevantInfoToLog();
+    grabber.DebugDumpDeviceInputNames();
+    EXPECT_TRUE(
+        log.Contains("QCameraGrabberBase::GetVideoSampleDescription deviceName:Test "
+                     "Pattern Left inputNameDuoscope Test Pattern inputNumber:0\n"));
+    EXPECT_TRUE(log.Contains("QCamReflecter::ChannelDialogBox deviceInput:Test Pattern Right\n"));
+    EXPECT_EQ(grabber.Close(), noErr);
+    EXPECT_EQ(grabber.mComponent, nullptr);
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+}
+
+}  // namespace

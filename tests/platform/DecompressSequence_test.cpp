@@ -1,0 +1,246 @@
+// Decoding camera frames into the 640 x 480 ARGB frame buffer: the MJPEG paths (straight,
+// decoder scaling, libyuv stretching), webcam MJPEG without Huffman tables, damaged frames,
+// and raw formats with padded rows.
+
+#include "platform/capture/DecompressSequence.h"
+
+#include <algorithm>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/platform/CaptureTestFrames.h"
+
+namespace {
+
+using namespace CaptureTestFrames;
+
+constexpr int kWidth = 640;
+constexpr int kHeight = 480;
+
+// A frame buffer with padded rows; the padding must never be written.
+class FrameBuffer {
+public:
+    static constexpr int kRowBytes = kWidth * 4 + 64;
+    static constexpr std::uint8_t kSentinel = 0xEE;
+
+    FrameBuffer() : mBytes(static_cast<std::size_t>(kRowBytes) * kHeight, kSentinel) {}
+    SGPixMap PixMap() { return {mBytes.data(), kRowBytes, kWidth, kHeight}; }
+    std::uint8_t const* Data() const { return mBytes.data(); }
+    std::vector<std::uint8_t> const& Bytes() const { return mBytes; }
+    bool PaddingUntouched() const {
+        for (int y = 0; y < kHeight; ++y) {
+            auto const row = mBytes.begin() + static_cast<std::ptrdiff_t>(y) * kRowBytes;
+            if (!std::all_of(row + kWidth * 4, row + kRowBytes,
+                             [](std::uint8_t b) { return b == kSentinel; })) {
+                return false;
+            }
+        }
+        return true;
+    }
+    bool Opaque() const {
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) {
+                if (mBytes[static_cast<std::size_t>(y) * kRowBytes + x * 4 + 3] != 255) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    }
+
+private:
+    std::vector<std::uint8_t> mBytes;
+};
+
+ImageDescription MJPEG(int width, int height) {
+    ImageDescription description;
+    description.cType = kCodecMJPEG;
+    description.width = static_cast<std::int16_t>(width);
+    description.height = static_cast<std::int16_t>(height);
+    return description;
+}
+
+// Decodes a camera picture of the given size and compares it with the same picture scaled
+// to the frame buffer by libyuv.
+double DecodeAndCompare(int cameraWidth, int cameraHeight, bool& direct) {
+    std::vector<std::uint8_t> const picture = Picture(cameraWidth, cameraHeight);
+    std::vector<std::uint8_t> const jpeg = EncodeJPEG(picture, cameraWidth, cameraHeight);
+    FrameBuffer buffer;
+    DecompressSequence sequence;
+    EXPECT_EQ(sequence.Begin(MJPEG(cameraWidth, cameraHeight), buffer.PixMap()), noErr);
+    direct = sequence.DecodesDirectly();
+    EXPECT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr) << sequence.LastError();
+    EXPECT_TRUE(buffer.PaddingUntouched());
+    EXPECT_TRUE(buffer.Opaque());
+    std::vector<std::uint8_t> const expected =
+        Scaled(picture, cameraWidth, cameraHeight, kWidth, kHeight);
+    return MeanDifference(buffer.Data(), FrameBuffer::kRowBytes, expected.data(), kWidth * 4,
+                          kWidth, kHeight);
+}
+
+TEST(DecompressSequence, MJPEGOfEachCameraSizeFillsTheFrameBuffer) {
+    bool direct = false;
+    // The frame buffer's own size and an exact multiple decode straight into it.
+    EXPECT_LT(DecodeAndCompare(640, 480, direct), 2.5);
+    EXPECT_TRUE(direct);
+    EXPECT_LT(DecodeAndCompare(1280, 960, direct), 3.0);
+    EXPECT_TRUE(direct);
+    // 16:9 is stretched onto 4:3 (the whole camera picture stays in view); a smaller
+    // camera is enlarged.
+    EXPECT_LT(DecodeAndCompare(1280, 720, direct), 3.0);
+    EXPECT_FALSE(direct);
+    EXPECT_LT(DecodeAndCompare(320, 240, direct), 3.0);
+    EXPECT_FALSE(direct);
+}
+
+TEST(DecompressSequence, WebcamMJPEGWithoutHuffmanTablesDecodes) {
+    std::vector<std::uint8_t> const picture = Picture(kWidth, kHeight);
+    std::vector<std::uint8_t> const jpeg = EncodeJPEG(picture, kWidth, kHeight);
+    std::vector<std::uint8_t> const bare = StripHuffmanTables(jpeg);
+    ASSERT_LT(bare.size(), jpeg.size() - 400);  // the four tables are gone
+
+    FrameBuffer withTables;
+    FrameBuffer without;
+    DecompressSequence sequence;
+    ASSERT_EQ(sequence.Begin(MJPEG(kWidth, kHeight), withTables.PixMap()), noErr);
+    ASSERT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr);
+    ASSERT_EQ(sequence.Begin(MJPEG(kWidth, kHeight), without.PixMap()), noErr);
+    ASSERT_EQ(sequence.DecodeFrame(bare.data(), bare.size()), noErr) << sequence.LastError();
+    EXPECT_EQ(withTables.Bytes(), without.Bytes());
+}
+
+TEST(DecompressSequence, DamagedFramesAreDroppedAndThePictureStays) {
+    std::vector<std::uint8_t> const jpeg = EncodeJPEG(Picture(kWidth, kHeight), kWidth, kHeight);
+    FrameBuffer buffer;
+    DecompressSequence sequence;
+    ASSERT_EQ(sequence.Begin(MJPEG(kWidth, kHeight), buffer.PixMap()), noErr);
+    ASSERT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr);
+    std::vector<std::uint8_t> const good = buffer.Bytes();
+
+    std::vector<std::uint8_t> truncated(jpeg.begin(), jpeg.begin() + jpeg.size() / 2);
+    std::vector<std::uint8_t> garbage(5000);
+    for (std::size_t i = 0; i < garbage.size(); ++i) {
+        garbage[i] = static_cast<std::uint8_t>(i * 7919 % 251);
+    }
+    // Marked as a JPEG at both ends, nonsense in between.
+    std::vector<std::uint8_t> framedGarbage = garbage;
+    framedGarbage[0] = 0xFF;
+    framedGarbage[1] = 0xD8;
+    framedGarbage.back() = 0xD9;
+    framedGarbage[framedGarbage.size() - 2] = 0xFF;
+    std::vector<std::uint8_t> const otherSize =
+        EncodeJPEG(Picture(320, 240), 320, 240);  // not what the camera sends
+
+    using Frame = std::vector<std::uint8_t>;
+    for (Frame const* frame :
+         std::initializer_list<Frame const*>{&truncated, &garbage, &framedGarbage, &otherSize}) {
+        EXPECT_EQ(sequence.DecodeFrame(frame->data(), frame->size()), sgDecodeErr);
+        EXPECT_STRNE(sequence.LastError(), "");
+        EXPECT_EQ(buffer.Bytes(), good);
+    }
+    EXPECT_EQ(sequence.DecodeFrame(jpeg.data(), 0), sgDecodeErr);
+    EXPECT_EQ(sequence.DecodeFrame(nullptr, 100), paramErr);
+    EXPECT_EQ(buffer.Bytes(), good);
+
+    // Zero bytes after the end-of-image marker are padding, not damage.
+    std::vector<std::uint8_t> padded = jpeg;
+    padded.resize(jpeg.size() + 300, 0);
+    EXPECT_EQ(sequence.DecodeFrame(padded.data(), padded.size()), noErr);
+}
+
+// YUYV of one colour: Y, U, Y, V for every pair of pixels, rows `bytesPerLine` apart.
+std::vector<std::uint8_t> YUYVFrame(int width, int height, int bytesPerLine, std::uint8_t y,
+                                    std::uint8_t u, std::uint8_t v) {
+    std::vector<std::uint8_t> frame(static_cast<std::size_t>(bytesPerLine) * height, 0x55);
+    for (int row = 0; row < height; ++row) {
+        for (int x = 0; x < width; x += 2) {
+            std::uint8_t* p = &frame[static_cast<std::size_t>(row) * bytesPerLine + x * 2];
+            p[0] = y;
+            p[1] = u;
+            p[2] = y;
+            p[3] = v;
+        }
+    }
+    return frame;
+}
+
+ImageDescription Raw(OSType cType, int width, int height, int bytesPerLine) {
+    ImageDescription description;
+    description.cType = cType;
+    description.width = static_cast<std::int16_t>(width);
+    description.height = static_cast<std::int16_t>(height);
+    description.bytesPerLine = bytesPerLine;
+    return description;
+}
+
+TEST(DecompressSequence, YUYVHonoursPaddedRows) {
+    // Rows padded as some drivers pad them; the padding bytes (0x55) must not show.
+    int const bytesPerLine = kWidth * 2 + 128;
+    FrameBuffer padded;
+    FrameBuffer tight;
+    DecompressSequence sequence;
+    std::vector<std::uint8_t> frame = YUYVFrame(kWidth, kHeight, bytesPerLine, 120, 90, 200);
+    ASSERT_EQ(sequence.Begin(Raw(kCodecYUYV, kWidth, kHeight, bytesPerLine), padded.PixMap()),
+              noErr);
+    EXPECT_TRUE(sequence.DecodesDirectly());
+    ASSERT_EQ(sequence.DecodeFrame(frame.data(), frame.size()), noErr);
+    std::vector<std::uint8_t> const unpadded = YUYVFrame(kWidth, kHeight, kWidth * 2, 120, 90, 200);
+    ASSERT_EQ(sequence.Begin(Raw(kCodecYUYV, kWidth, kHeight, kWidth * 2), tight.PixMap()), noErr);
+    ASSERT_EQ(sequence.DecodeFrame(unpadded.data(), unpadded.size()), noErr);
+    EXPECT_EQ(padded.Bytes(), tight.Bytes());
+    EXPECT_TRUE(padded.PaddingUntouched());
+
+    // Video black and white (limited range) become 0 and 255.
+    std::vector<std::uint8_t> const black = YUYVFrame(kWidth, kHeight, bytesPerLine, 16, 128, 128);
+    ASSERT_EQ(sequence.Begin(Raw(kCodecYUYV, kWidth, kHeight, bytesPerLine), padded.PixMap()),
+              noErr);
+    ASSERT_EQ(sequence.DecodeFrame(black.data(), black.size()), noErr);
+    EXPECT_EQ(padded.Data()[0], 0);
+    EXPECT_EQ(padded.Data()[3], 255);
+    std::vector<std::uint8_t> const white = YUYVFrame(kWidth, kHeight, bytesPerLine, 235, 128, 128);
+    ASSERT_EQ(sequence.DecodeFrame(white.data(), white.size()), noErr);
+    EXPECT_EQ(padded.Data()[FrameBuffer::kRowBytes * 479 + 639 * 4 + 2], 255);
+
+    // A frame shorter than its rows is dropped.
+    ASSERT_EQ(sequence.DecodeFrame(black.data(), black.size() - bytesPerLine), sgDecodeErr);
+    EXPECT_EQ(padded.Data()[0], 255);
+}
+
+TEST(DecompressSequence, RawFormatsOfOtherSizesAreStretched) {
+    // A 320 x 240 grey camera: full-range bytes pass through (libyuv's filter may lose up to
+    // two levels).
+    std::vector<std::uint8_t> grey(320 * 240, 77);
+    FrameBuffer buffer;
+    DecompressSequence sequence;
+    ASSERT_EQ(sequence.Begin(Raw(kCodecGrey, 320, 240, 320), buffer.PixMap()), noErr);
+    EXPECT_FALSE(sequence.DecodesDirectly());
+    ASSERT_EQ(sequence.DecodeFrame(grey.data(), grey.size()), noErr);
+    std::uint8_t const* last = buffer.Data() + FrameBuffer::kRowBytes * 479 + 639 * 4;
+    EXPECT_NEAR(last[0], 77, 2);
+    EXPECT_NEAR(last[1], 77, 2);
+    EXPECT_NEAR(last[2], 77, 2);
+    EXPECT_TRUE(buffer.PaddingUntouched());
+
+    // NV12 at 1280 x 720 with padded rows: the chroma plane starts after the padded luma.
+    int const bpl = 1280 + 64;
+    std::vector<std::uint8_t> nv12(static_cast<std::size_t>(bpl) * 720 * 3 / 2, 128);
+    std::fill(nv12.begin(), nv12.begin() + static_cast<std::ptrdiff_t>(bpl) * 720, 16);
+    ASSERT_EQ(sequence.Begin(Raw(kCodecNV12, 1280, 720, bpl), buffer.PixMap()), noErr);
+    ASSERT_EQ(sequence.DecodeFrame(nv12.data(), nv12.size()), noErr);
+    EXPECT_EQ(buffer.Data()[FrameBuffer::kRowBytes * 240 + 320 * 4 + 1], 0);
+    EXPECT_TRUE(buffer.Opaque());
+}
+
+TEST(DecompressSequence, RefusesWhatItCannotDecode) {
+    FrameBuffer buffer;
+    DecompressSequence sequence;
+    EXPECT_EQ(sequence.Begin(Raw(PixelFourCC('H', '2', '6', '4'), 640, 480, 0), buffer.PixMap()),
+              paramErr);
+    EXPECT_FALSE(sequence.IsOpen());
+    // Rows shorter than the pixels they hold.
+    EXPECT_EQ(sequence.Begin(Raw(kCodecYUYV, 640, 480, 640), buffer.PixMap()), paramErr);
+    EXPECT_EQ(sequence.DecodeFrame(buffer.Data(), 100), paramErr);
+}
+
+}  // namespace

@@ -1,0 +1,302 @@
+// The V4L2 back end on answers recorded from real devices (a pair of USB webcams, vivid,
+// v4l2loopback): which nodes are cameras, what they are called, and which format, size and
+// rate are asked for. Plus the node scan on a folder that holds no working device.
+
+#include <cstring>
+#include <filesystem>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/capture/V4L2BackEnd.h"
+#include "platform/capture/V4L2Formats.h"
+#include "platform/capture/V4L2Naming.h"
+#include "tests/support/TestEnvironment.h"
+
+namespace {
+
+// ---- Recorded answers ----
+
+V4L2FormatAnswers Format(OSType code, char const* description,
+                         std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes) {
+    V4L2FormatAnswers answers;
+    answers.format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    answers.format.pixelformat = code;
+    std::strncpy(reinterpret_cast<char*>(answers.format.description), description,
+                 sizeof(answers.format.description) - 1);
+    for (std::uint32_t i = 0; i < sizes.size(); ++i) {
+        v4l2_frmsizeenum size{};
+        size.index = i;
+        size.pixel_format = code;
+        size.type = V4L2_FRMSIZE_TYPE_DISCRETE;
+        size.discrete = {sizes[i].first, sizes[i].second};
+        answers.sizes.push_back(size);
+    }
+    return answers;
+}
+
+V4L2FormatAnswers Stepwise(OSType code, std::uint32_t minW, std::uint32_t minH, std::uint32_t maxW,
+                           std::uint32_t maxH, std::uint32_t step) {
+    V4L2FormatAnswers answers = Format(code, "stepwise", {});
+    v4l2_frmsizeenum size{};
+    size.pixel_format = code;
+    size.type = V4L2_FRMSIZE_TYPE_STEPWISE;
+    size.stepwise = {minW, maxW, step, minH, maxH, step};
+    answers.sizes.push_back(size);
+    return answers;
+}
+
+constexpr OSType kH264 = PixelFourCC('H', '2', '6', '4');
+
+// A 1080p USB webcam (uvcvideo): YUYV, H.264 and MJPEG, in the order it lists them.
+std::vector<V4L2FormatAnswers> UVCWebcam() {
+    return {Format(kCodecYUYV, "YUYV 4:2:2",
+                   {{640, 480}, {160, 90}, {320, 240}, {800, 600}, {1280, 720}, {1920, 1080}}),
+            Format(kH264, "H.264", {{640, 480}, {1280, 720}, {1920, 1080}}),
+            Format(kCodecMJPEG, "Motion-JPEG",
+                   {{1920, 1080}, {1280, 720}, {864, 480}, {640, 480}, {320, 240}})};
+}
+
+TEST(V4L2Formats, MJPEGIsPreferredAtTheSmallestCoveringSize) {
+    V4L2FormatChoice choice;
+    ASSERT_TRUE(V4L2Formats::ChooseFormat(UVCWebcam(), 640, 480, choice));
+    EXPECT_EQ(choice.pixelFormat, kCodecMJPEG);
+    EXPECT_EQ(choice.width, 640u);
+    EXPECT_EQ(choice.height, 480u);
+
+    // 864 x 480 is wide enough but not tall enough for 700 x 500.
+    ASSERT_TRUE(V4L2Formats::ChooseFormat(UVCWebcam(), 700, 500, choice));
+    EXPECT_EQ(choice.width, 1280u);
+    EXPECT_EQ(choice.height, 720u);
+}
+
+TEST(V4L2Formats, AFormatThatCoversBeatsAPreferredOneThatDoesNot) {
+    // MJPEG only up to 320 x 240, YUYV up to 640 x 480: YUYV covers the request.
+    std::vector<V4L2FormatAnswers> const small = {
+        Format(kCodecMJPEG, "Motion-JPEG", {{320, 240}, {160, 120}}),
+        Format(kCodecYUYV, "YUYV 4:2:2", {{640, 480}, {320, 240}}),
+        Format(kCodecNV12, "Y/CbCr 4:2:0", {{640, 480}})};
+    V4L2FormatChoice choice;
+    ASSERT_TRUE(V4L2Formats::ChooseFormat(small, 640, 480, choice));
+    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
+
+    // Nothing covers 1280 x 960: the preferred format at its largest size.
+    ASSERT_TRUE(V4L2Formats::ChooseFormat(small, 1280, 960, choice));
+    EXPECT_EQ(choice.pixelFormat, kCodecMJPEG);
+    EXPECT_EQ(choice.width, 320u);
+
+    // vivid's webcam: raw formats only, YUYV listed after others.
+    std::vector<V4L2FormatAnswers> const vivid = {
+        Format(kCodecNV12, "Y/CbCr 4:2:0", {{320, 180}, {640, 480}, {1280, 720}}),
+        Format(kCodecYUYV, "YUYV 4:2:2", {{320, 180}, {640, 360}, {640, 480}, {1280, 720}}),
+        Format(kCodecUYVY, "UYVY 4:2:2", {{640, 480}})};
+    ASSERT_TRUE(V4L2Formats::ChooseFormat(vivid, 640, 480, choice));
+    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
+    EXPECT_EQ(choice.height, 480u);
+}
+
+TEST(V4L2Formats, StepwiseSizesAndUndecodableCameras) {
+    V4L2FormatChoice choice;
+    ASSERT_TRUE(
+        V4L2Formats::ChooseFormat({Stepwise(kCodecYUYV, 16, 16, 1920, 1080, 4)}, 641, 479, choice));
+    EXPECT_EQ(choice.width, 644u);  // 16 + 157 steps of 4
+    EXPECT_EQ(choice.height, 480u);
+    ASSERT_TRUE(
+        V4L2Formats::ChooseFormat({Stepwise(kCodecYUYV, 16, 16, 320, 240, 2)}, 640, 480, choice));
+    EXPECT_EQ(choice.width, 320u);
+
+    EXPECT_FALSE(
+        V4L2Formats::ChooseFormat({Format(kH264, "H.264", {{640, 480}}),
+                                   Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})},
+                                  640, 480, choice));
+    EXPECT_FALSE(V4L2Formats::ChooseFormat({}, 640, 480, choice));
+}
+
+std::vector<v4l2_frmivalenum> Intervals(std::vector<v4l2_fract> fractions) {
+    std::vector<v4l2_frmivalenum> intervals;
+    for (v4l2_fract const& fraction : fractions) {
+        v4l2_frmivalenum interval{};
+        interval.type = V4L2_FRMIVAL_TYPE_DISCRETE;
+        interval.discrete = fraction;
+        intervals.push_back(interval);
+    }
+    return intervals;
+}
+
+v4l2_frmivalenum StepwiseInterval(v4l2_fract min, v4l2_fract max) {
+    v4l2_frmivalenum interval{};
+    interval.type = V4L2_FRMIVAL_TYPE_CONTINUOUS;
+    interval.stepwise = {min, max, {1, 1}};
+    return interval;
+}
+
+TEST(V4L2Formats, ThirtyFramesASecondWhereOffered) {
+    v4l2_fract chosen{};
+    ASSERT_TRUE(
+        V4L2Formats::ChooseInterval(Intervals({{1, 5}, {1, 15}, {2, 60}, {1, 60}}), chosen));
+    EXPECT_EQ(chosen.numerator, 2u);  // 2/60 is 1/30
+    EXPECT_EQ(chosen.denominator, 60u);
+    // vivid's webcam at 640 x 480: 25 a second at best.
+    ASSERT_TRUE(
+        V4L2Formats::ChooseInterval(Intervals({{1, 25}, {1, 15}, {1, 10}, {1, 5}}), chosen));
+    EXPECT_EQ(chosen.denominator, 25u);
+    // Only faster than 30: the slowest of them.
+    ASSERT_TRUE(V4L2Formats::ChooseInterval(Intervals({{1, 120}, {1, 60}}), chosen));
+    EXPECT_EQ(chosen.denominator, 60u);
+
+    ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen));
+    EXPECT_EQ(chosen.denominator, 30u);
+    ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 15}, {1, 1})}, chosen));
+    EXPECT_EQ(chosen.denominator, 15u);
+    EXPECT_FALSE(V4L2Formats::ChooseInterval({}, chosen));
+}
+
+// ---- Naming ----
+
+V4L2NodeAnswers Node(int number, char const* driver, char const* card, char const* bus,
+                     std::uint32_t deviceCaps, std::vector<char const*> inputs = {"Camera 1"}) {
+    V4L2NodeAnswers node;
+    node.number = number;
+    node.path = "/dev/video" + std::to_string(number);
+    std::strncpy(reinterpret_cast<char*>(node.capability.driver), driver, 15);
+    std::strncpy(reinterpret_cast<char*>(node.capability.card), card, 31);
+    std::strncpy(reinterpret_cast<char*>(node.capability.bus_info), bus, 31);
+    node.capability.capabilities = deviceCaps | V4L2_CAP_DEVICE_CAPS;
+    node.capability.device_caps = deviceCaps;
+    for (std::uint32_t i = 0; i < inputs.size(); ++i) {
+        v4l2_input input{};
+        input.index = i;
+        std::strncpy(reinterpret_cast<char*>(input.name), inputs[i], 31);
+        node.inputs.push_back(input);
+    }
+    return node;
+}
+
+constexpr std::uint32_t kCapture = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+constexpr std::uint32_t kMetadata = V4L2_CAP_META_CAPTURE | V4L2_CAP_STREAMING;
+
+std::vector<std::string> Names(std::vector<CaptureDevice> const& devices) {
+    std::vector<std::string> names;
+    for (CaptureDevice const& device : devices) {
+        for (std::string const& input : device.inputs) {
+            names.push_back(device.name + " / " + input);
+        }
+    }
+    return names;
+}
+
+TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
+    // Two cameras of one model, each with its metadata node, plus a laptop's own camera and
+    // a loopback node labelled "Duoscope" that a writer has made a capture node.
+    std::vector<V4L2NodeAnswers> const nodes = {
+        Node(0, "uvcvideo", "HD Pro Webcam C920", "usb-0000:00:14.0-1.2", kCapture),
+        Node(1, "uvcvideo", "HD Pro Webcam C920", "usb-0000:00:14.0-1.2", kMetadata),
+        Node(2, "uvcvideo", "HD Pro Webcam C920", "usb-0000:00:14.0-2", kCapture),
+        Node(3, "uvcvideo", "HD Pro Webcam C920", "usb-0000:00:14.0-2", kMetadata),
+        Node(4, "uvcvideo", "Integrated Camera", "usb-0000:00:14.0-8", kCapture),
+        Node(10, "v4l2 loopback", "Duoscope", "platform:v4l2loopback-000", kCapture)};
+    std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
+    EXPECT_EQ(Names(devices),
+              (std::vector<std::string>{"HD Pro Webcam C920 [1.2] / HD Pro Webcam C920 [1.2]",
+                                        "HD Pro Webcam C920 [2] / HD Pro Webcam C920 [2]",
+                                        "Integrated Camera / Integrated Camera"}));
+    ASSERT_EQ(devices.size(), 3u);
+    EXPECT_EQ(devices[1].path, "/dev/video2");
+}
+
+TEST(V4L2Naming, MoreDetailOnlyWhereNamesStillClash) {
+    // The same port path on two USB controllers: the whole bus_info tells them apart.
+    std::vector<V4L2NodeAnswers> const controllers = {
+        Node(0, "uvcvideo", "USB Camera", "usb-0000:00:14.0-1", kCapture),
+        Node(2, "uvcvideo", "USB Camera", "usb-0000:03:00.0-1", kCapture)};
+    EXPECT_EQ(Names(V4L2Naming::NameCameras(controllers, nullptr)),
+              (std::vector<std::string>{
+                  "USB Camera [usb-0000:00:14.0-1] / USB Camera [usb-0000:00:14.0-1]",
+                  "USB Camera [usb-0000:03:00.0-1] / USB Camera [usb-0000:03:00.0-1]"}));
+
+    // Two capture nodes of one device: their node numbers.
+    std::vector<V4L2NodeAnswers> const twoNodes = {
+        Node(0, "uvcvideo", "Depth Camera", "usb-0000:00:14.0-3", kCapture),
+        Node(2, "uvcvideo", "Depth Camera", "usb-0000:00:14.0-3", kCapture)};
+    std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(twoNodes, nullptr);
+    ASSERT_EQ(devices.size(), 2u);
+    EXPECT_EQ(devices[0].name, "Depth Camera [usb-0000:00:14.0-3] (video0)");
+    EXPECT_EQ(devices[1].name, "Depth Camera [usb-0000:00:14.0-3] (video2)");
+
+    // vivid instances are not USB: their bus_info is kept whole.
+    std::vector<V4L2NodeAnswers> const vivid = {
+        Node(0, "vivid", "vivid", "platform:vivid-000", kCapture, {"Webcam 0"}),
+        Node(1, "vivid", "vivid", "platform:vivid-001", kCapture, {"Webcam 0"})};
+    EXPECT_EQ(V4L2Naming::NameCameras(vivid, nullptr)[1].name, "vivid [platform:vivid-001]");
+}
+
+TEST(V4L2Naming, SeveralInputsAreNamedAndLongNamesKeepTheirPort) {
+    std::vector<V4L2NodeAnswers> const nodes = {
+        Node(0, "vivid", "vivid", "platform:vivid-000", kCapture,
+             {"Webcam 0", "TV 0", "S-Video 0", "HDMI 0"}),
+        Node(2, "vivid", "vivid", "platform:vivid-000",
+             V4L2_CAP_VIDEO_OUTPUT | V4L2_CAP_STREAMING)};
+    std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
+    ASSERT_EQ(devices.size(), 1u);
+    EXPECT_EQ(devices[0].inputs, (std::vector<std::string>{"vivid - Webcam 0", "vivid - TV 0",
+                                                           "vivid - S-Video 0", "vivid - HDMI 0"}));
+
+    std::vector<V4L2NodeAnswers> const longNames = {
+        Node(0, "uvcvideo", "A Camera With A Really Long Name", "usb-0000:00:14.0-1.2.3.4",
+             kCapture, {"First Input Of Many", "Second Input Of Many"}),
+        Node(2, "uvcvideo", "A Camera With A Really Long Name", "usb-0000:00:14.0-1.2.3.5",
+             kCapture)};
+    std::vector<CaptureDevice> const cut = V4L2Naming::NameCameras(longNames, nullptr);
+    ASSERT_EQ(cut.size(), 2u);
+    for (CaptureDevice const& device : cut) {
+        for (std::string const& input : device.inputs) {
+            EXPECT_LE(input.size(), 63u);
+        }
+    }
+    EXPECT_NE(cut[0].inputs[0], cut[0].inputs[1]);
+    EXPECT_NE(cut[0].inputs[1].find("[1.2.3.4] - Second Input Of Many"), std::string::npos);
+    EXPECT_NE(cut[0].name, cut[1].name);
+}
+
+TEST(V4L2Naming, PortOfBusInfo) {
+    EXPECT_EQ(V4L2Naming::PortOf("usb-0000:00:14.0-1.2"), "1.2");
+    EXPECT_EQ(V4L2Naming::PortOf("usb-xhci-hcd.0.auto-1"), "1");
+    EXPECT_EQ(V4L2Naming::PortOf("platform:vivid-000"), "platform:vivid-000");
+    EXPECT_EQ(V4L2Naming::PortOf("usb-"), "usb-");
+}
+
+// ---- The node scan ----
+
+TEST(V4L2BackEnd, NodesAreScannedByNumberAndNonDevicesSkipped) {
+    std::string const folder = TestEnvironment::Home() + "/dev";
+    std::filesystem::create_directories(folder);
+    std::filesystem::create_symlink("/dev/null", folder + "/video0");  // answers no ioctl
+    TestEnvironment::WriteFile(folder + "/video10", "");
+    std::filesystem::create_symlink(folder + "/missing", folder + "/video2");
+    TestEnvironment::WriteFile(folder + "/videoX", "");
+    TestEnvironment::WriteFile(folder + "/video", "");
+    TestEnvironment::WriteFile(folder + "/media0", "");
+
+    std::vector<V4L2NodeAnswers> const nodes = V4L2BackEnd::FindNodes(folder);
+    ASSERT_EQ(nodes.size(), 3u);
+    EXPECT_EQ(nodes[0].number, 0);
+    EXPECT_EQ(nodes[1].number, 2);  // by number, not by name
+    EXPECT_EQ(nodes[2].number, 10);
+
+    V4L2BackEnd backEnd;
+    backEnd.SetDeviceFolder(folder);
+    std::vector<CaptureDevice> devices;
+    backEnd.ListDevices(devices);
+    EXPECT_TRUE(devices.empty());
+
+    // Opening something that is not a camera fails cleanly and leaves nothing open.
+    CaptureDevice notACamera{"null", {"null"}, folder + "/video0", &backEnd};
+    std::unique_ptr<CaptureSource> source;
+    EXPECT_EQ(backEnd.OpenInput(notACamera, 0, 640, 480, source), sgDeviceErr);
+    EXPECT_EQ(source, nullptr);
+    CaptureDevice gone{"gone", {"gone"}, folder + "/video2", &backEnd};
+    EXPECT_EQ(backEnd.OpenInput(gone, 0, 640, 480, source), sgNoDeviceErr);
+    EXPECT_EQ(backEnd.OpenInput(gone, 3, 640, 480, source), paramErr);
+}
+
+}  // namespace

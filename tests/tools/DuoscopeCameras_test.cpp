@@ -1,0 +1,80 @@
+// The cameras tool run as people run it: its list, a PNG of each test-pattern eye, and clear
+// failures for a camera that does not exist.
+
+#include <cstdio>
+#include <string>
+
+#include <sys/wait.h>
+
+#include <QImage>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TestEnvironment.h"
+
+namespace {
+
+struct ToolRun {
+    int status = -1;
+    std::string output;  // standard output and standard error
+};
+
+ToolRun RunTool(std::string const& arguments) {
+    ToolRun run;
+    std::string const command = std::string(DUOSCOPE_CAMERAS_TOOL) + " " + arguments + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        return run;
+    }
+    char buffer[512];
+    while (std::fgets(buffer, sizeof(buffer), pipe) != nullptr) {
+        run.output += buffer;
+    }
+    int const status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+TEST(DuoscopeCameras, ListsTheTestPatternLastWithBothEyes) {
+    ToolRun const run = RunTool("");
+    EXPECT_EQ(run.status, 0);
+    std::size_t const left = run.output.find("\"Test Pattern Left\"");
+    std::size_t const right = run.output.find("\"Test Pattern Right\"");
+    ASSERT_NE(left, std::string::npos) << run.output;
+    ASSERT_NE(right, std::string::npos);
+    EXPECT_LT(left, right);
+    EXPECT_NE(run.output.find("MJPG"), std::string::npos);
+}
+
+TEST(DuoscopeCameras, SnapshotsOfBothEyes) {
+    std::string const leftPath = TestEnvironment::Home() + "/left.png";
+    std::string const rightPath = TestEnvironment::Home() + "/right.png";
+    ToolRun const left = RunTool("--snapshot 'Test Pattern Left' " + leftPath);
+    ToolRun const right = RunTool("--snapshot 'Test Pattern Right' " + rightPath);
+    ASSERT_EQ(left.status, 0) << left.output;
+    ASSERT_EQ(right.status, 0) << right.output;
+    QImage const leftImage(QString::fromStdString(leftPath));
+    QImage const rightImage(QString::fromStdString(rightPath));
+    EXPECT_EQ(leftImage.size(), QSize(640, 480));
+    EXPECT_EQ(rightImage.size(), QSize(640, 480));
+    EXPECT_NE(leftImage, rightImage);
+}
+
+TEST(DuoscopeCameras, ClearFailures) {
+    ToolRun const unknown = RunTool("--snapshot 'Test Pattern Middle' /tmp/never.png");
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_NE(unknown.output.find("no camera is called \"Test Pattern Middle\""),
+              std::string::npos);
+    EXPECT_NE(unknown.output.find("\"Test Pattern Right\""), std::string::npos);
+
+    ToolRun const unwritable = RunTool("--snapshot 'Test Pattern Left' /nonexistent/folder/x.png");
+    EXPECT_EQ(unwritable.status, 5);
+    EXPECT_EQ(RunTool("--measure 'Test Pattern Left' soon").status, 1);
+    EXPECT_EQ(RunTool("--frobnicate").status, 1);
+
+    ToolRun const measured = RunTool("--measure 'Test Pattern Right' 0.3");
+    EXPECT_EQ(measured.status, 0) << measured.output;
+    EXPECT_NE(measured.output.find("frames a second"), std::string::npos);
+}
+
+}  // namespace
