@@ -1,9 +1,12 @@
 #include "app/DSCDocument.h"
 
 #include <cmath>
+#include <optional>
+#include <string>
 
 #include <QTimer>
 
+#include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
@@ -13,6 +16,7 @@
 #include "app/DSCProduct.h"
 #include "app/DSCStereoView.h"
 #include "platform/imaging/CIContext.h"
+#include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIImage.h"
 #include "ui_DSCDocument.h"
 
@@ -21,6 +25,10 @@ namespace {
 int sCountInstances = 0;
 
 constexpr QSizeF kCameraFrameSize(640.0, 480.0);
+
+// Each eye's chosen camera (its input name), as the user last picked it in the menu.
+constexpr char kLeftEyeCameraKey[] = "_grabViewLeftEye";
+constexpr char kRightEyeCameraKey[] = "_grabViewRightEye";
 
 }  // namespace
 
@@ -60,6 +68,12 @@ void DSCDocument::makeWindowControllers() {
 
     mUi->leftEyeView->setCameraPopUpButton(mUi->leftCameraPopUp);
     mUi->rightEyeView->setCameraPopUpButton(mUi->rightCameraPopUp);
+    mUi->stereoView->setMonitorImageTypeControl(mUi->monitorImageType);
+    mUi->stereoView->setEyes(mUi->leftEyeView, mUi->rightEyeView);
+    for (QCamGrabCGImageView* eye : {mUi->leftEyeView, mUi->rightEyeView}) {
+        connect(eye->cameraMenuController(), &NSUICamMenuController::action, this,
+                &DSCDocument::stereoGrabCameraMenuChanged);
+    }
     mUi->broadcastControl->setRebroadcastButton(mUi->rebroadcastButton);
     mUi->broadcastControl->setAllowCameraButton(mUi->allowCameraButton);
     mUi->broadcastControl->awakeFromNib();
@@ -88,6 +102,7 @@ void DSCDocument::setOutlets(QCamGrabCGImageView* leftEye, QCamGrabCGImageView* 
 void DSCDocument::windowControllerDidLoadNib() {
     ++sCountInstances;
     stereoCameraOpen();
+    restoreCameraChoices();
     if (_broadcast != nullptr) {
         _broadcast->applicationDidFinishLaunching(this);
     }
@@ -195,10 +210,41 @@ void DSCDocument::stereoGrabCameraMenuChanged(NSUICamMenuController* sender) {
     if (sender == _grabViewLeftEye->cameraMenuController()) {
         _grabViewLeftEye->cameraMenuChanged(sender);
         _grabViewRightEye->cameraMenuRefresh();
+        storeCameraChoice(kLeftEyeCameraKey, sender);
     }
     if (sender == _grabViewRightEye->cameraMenuController()) {
         _grabViewRightEye->cameraMenuChanged(sender);
         _grabViewLeftEye->cameraMenuRefresh();
+        storeCameraChoice(kRightEyeCameraKey, sender);
+    }
+}
+
+void DSCDocument::storeCameraChoice(char const* key, NSUICamMenuController* controller) {
+    QString const name = controller->cameraDeviceInputName();
+    if (!name.isNull()) {
+        UserDefaults::standard().setString(key, name.toStdString());
+    }
+}
+
+void DSCDocument::restoreCameraChoices() {
+    if (_grabViewLeftEye == nullptr || _grabViewRightEye == nullptr) {
+        return;
+    }
+    std::pair<char const*, QCamGrabCGImageView*> const eyes[] = {
+        {kLeftEyeCameraKey, _grabViewLeftEye}, {kRightEyeCameraKey, _grabViewRightEye}};
+    for (auto const& [key, eye] : eyes) {
+        std::optional<std::string> const stored = UserDefaults::standard().stringForKey(key);
+        NSUICamMenuController* controller = eye->cameraMenuController();
+        if (!stored || controller == nullptr) {
+            continue;
+        }
+        QString const name = QString::fromStdString(*stored);
+        if (name == controller->cameraDeviceInputName()) {
+            continue;
+        }
+        // The same path as the user's choice in the camera menu.
+        controller->setCameraDeviceInputName(name);
+        stereoGrabCameraMenuChanged(controller);
     }
 }
 

@@ -62,6 +62,10 @@ signals:
 
 private:
     void scheduleNextTick();
+    // The user's camera choice of each eye is kept between runs and restored at launch
+    // through the camera menu's own path.
+    void storeCameraChoice(char const* key, NSUICamMenuController* controller);
+    void restoreCameraChoices();
 
     QCamGrabCGImageView* _grabViewLeftEye = nullptr;
     QCamGrabCGImageView* _grabViewRightEye = nullptr;

@@ -1,0 +1,233 @@
+// The eye views and their camera menus on the built-in test-pattern camera: what the menu
+// lists and marks, what choosing an entry does to the grabber (including the choices that
+// turn automatic re-opening off for good), the per-tick image and the drawing.
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QPixmap>
+#include <QStandardItemModel>
+#include <QThread>
+#include <cstring>
+
+#include "CoCamX/NSUICamMenuController.h"
+#include "CoCamX/QCamGrabCGImageView.h"
+#include "platform/capture/TestPatternBackEnd.h"
+#include "platform/imaging/CIContext.h"
+
+namespace {
+
+constexpr QSizeF kFrameSize(640, 480);
+
+struct Eye {
+    QComboBox popUp;
+    QCamGrabCGImageView view;
+    Eye() {
+        view.resize(320, 240);
+        view.setCameraPopUpButton(&popUp);
+    }
+    ~Eye() { view.cameraClose(); }
+    NSUICamMenuController& menu() { return *view.cameraMenuController(); }
+    QCameraGrabCGContext& grabber() { return view.cameraGrabber(); }
+
+    // Titles after the view's own two rows (camera picture, separator).
+    QStringList Entries() const {
+        QStringList titles;
+        for (int row = 2; row < popUp.count(); ++row) {
+            bool const separator = popUp.itemData(row, Qt::AccessibleDescriptionRole).toString() ==
+                                   QLatin1String("separator");
+            titles << (separator ? QStringLiteral("---") : popUp.itemText(row));
+        }
+        return titles;
+    }
+    QStringList Checked() const {
+        QStringList titles;
+        for (int row = 0; row < popUp.count(); ++row) {
+            if (popUp.itemData(row, Qt::CheckStateRole) == QVariant(Qt::Checked)) {
+                titles << popUp.itemText(row);
+            }
+        }
+        return titles;
+    }
+    std::string Current() {
+        QSGDeviceList::InputIterator camera;
+        return grabber().GetCurrentCamera(camera) ? PStr63ToString(camera.inputName) : "";
+    }
+    // Picks an entry as the user does; the view handles the controller's action.
+    void Choose(QString const& title) {
+        QObject::connect(&menu(), &NSUICamMenuController::action, &view,
+                         &QCamGrabViewBase::cameraMenuChanged, Qt::UniqueConnection);
+        int const row = popUp.findText(title, Qt::MatchExactly | Qt::MatchCaseSensitive);
+        ASSERT_GE(row, 0) << title.toStdString();
+        emit popUp.activated(row);
+    }
+};
+
+class CameraMenuTest : public ::testing::Test {
+protected:
+    void SetUp() override { TestPatternBackEnd::Plug(); }
+    void TearDown() override { TestPatternBackEnd::Plug(); }
+};
+
+TEST_F(CameraMenuTest, ListsNoCameraSeparatorAndEveryInputWithTheRunningOneMarked) {
+    Eye left;
+    left.view.cameraOpen(kFrameSize, kFrameSize);
+    ASSERT_NE(left.grabber().mVideoChannel, nullptr);
+    QStringList const entries = left.Entries();
+    ASSERT_GE(entries.size(), 4);
+    EXPECT_EQ(entries.mid(0, 2), (QStringList{"No Camera", "---"}));
+    EXPECT_TRUE(entries.contains("Test Pattern Left"));
+    EXPECT_TRUE(entries.contains("Test Pattern Right"));
+    QString const current = QString::fromStdString(left.Current());
+    EXPECT_EQ(left.Checked(), QStringList{current}) << "exactly the running camera is marked";
+    EXPECT_EQ(left.popUp.currentText(), current);
+    EXPECT_EQ(left.menu().cameraDeviceInputName(), current);
+    EXPECT_FALSE(left.popUp.model()->flags(left.popUp.model()->index(0, 0)) & Qt::ItemIsEnabled)
+        << "the camera picture row is not a choice";
+    EXPECT_TRUE(left.popUp.isVisible() || !left.popUp.isHidden());
+}
+
+TEST_F(CameraMenuTest, SecondEyeTakesTheNextCameraAndEachMenuMarksItsOwn) {
+    Eye left, right;
+    left.view.cameraOpen(kFrameSize, kFrameSize);
+    right.view.cameraOpen(kFrameSize, kFrameSize);
+    ASSERT_NE(right.grabber().mVideoChannel, nullptr);
+    EXPECT_NE(left.Current(), right.Current()) << "an input is held exclusively";
+    EXPECT_EQ(right.Checked(), QStringList{QString::fromStdString(right.Current())});
+}
+
+TEST_F(CameraMenuTest, ChoosingTheRunningCameraChangesNothing) {
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    SGChannel* const channel = eye.grabber().mVideoChannel;
+    eye.menu().setCameraDeviceInputName(QString::fromStdString(eye.Current()));
+    EXPECT_FALSE(eye.menu().changeCameraGrabberDevice(&eye.grabber()));
+    EXPECT_EQ(eye.grabber().mVideoChannel, channel) << "the channel was not reopened";
+}
+
+TEST_F(CameraMenuTest, ChoosingAnotherEntrySwitchesTheGrabberAndMovesTheMark) {
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    QString const target = eye.Current() == "Test Pattern Right" ? "Test Pattern Left"
+                                                                   : "Test Pattern Right";
+    eye.Choose(target);
+    EXPECT_EQ(QString::fromStdString(eye.Current()), target);
+    EXPECT_EQ(eye.Checked(), QStringList{target});
+    EXPECT_EQ(eye.popUp.currentText(), target);
+}
+
+TEST_F(CameraMenuTest, NoCameraClosesTheCameraAndAutomaticReopeningStaysOffForGood) {
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    ASSERT_TRUE(eye.grabber().mAutoOpenCameraPluggedIn);
+    eye.Choose("No Camera");
+    EXPECT_EQ(eye.grabber().mVideoChannel, nullptr);
+    EXPECT_FALSE(eye.grabber().mAutoOpenCameraPluggedIn);
+    EXPECT_EQ(eye.Checked(), QStringList{"No Camera"});
+
+    // Past the re-open period the grabber still opens nothing by itself.
+    QThread::msleep(1100);
+    eye.view.cameraTimer(nullptr);
+    EXPECT_EQ(eye.grabber().mVideoChannel, nullptr);
+
+    // Picking a camera again opens it, and the switch stays off.
+    eye.Choose("Test Pattern Right");
+    EXPECT_EQ(eye.Current(), "Test Pattern Right");
+    EXPECT_FALSE(eye.grabber().mAutoOpenCameraPluggedIn);
+}
+
+TEST_F(CameraMenuTest, NoCameraAtOpenLeavesOnlyNoCameraMarkedAndNoReopening) {
+    TestPatternBackEnd::Unplug();
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    if (eye.grabber().mVideoChannel != nullptr) {
+        GTEST_SKIP() << "a real camera is plugged into this machine";
+    }
+    EXPECT_FALSE(eye.grabber().mAutoOpenCameraPluggedIn);
+    EXPECT_EQ(eye.Entries().mid(0, 2), (QStringList{"No Camera", "---"}));
+    EXPECT_FALSE(eye.Entries().contains("Test Pattern Left"));
+    EXPECT_EQ(eye.Checked(), QStringList{"No Camera"});
+    EXPECT_EQ(eye.menu().cameraDeviceInputName(), "No Camera");
+    TestPatternBackEnd::Plug();
+    eye.view.cameraMenuRefresh();
+    EXPECT_TRUE(eye.Entries().contains("Test Pattern Left")) << "a refresh lists it again";
+    EXPECT_EQ(eye.Checked(), QStringList{"No Camera"});
+}
+
+TEST_F(CameraMenuTest, NextAndPreviousCameraStepThroughTheListWithoutWrapping) {
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    eye.Choose("Test Pattern Left");
+    ASSERT_EQ(eye.Current(), "Test Pattern Left");
+    EXPECT_TRUE(eye.menu().useNextCameraGrabberDevice(&eye.grabber()));
+    EXPECT_EQ(eye.Current(), "Test Pattern Right");
+    EXPECT_EQ(eye.Checked(), QStringList{"Test Pattern Right"});
+    EXPECT_FALSE(eye.menu().useNextCameraGrabberDevice(&eye.grabber()))
+        << "the test pattern is the last device: no wrap";
+    EXPECT_TRUE(eye.menu().usePrevCameraGrabberDevice(&eye.grabber()));
+    EXPECT_EQ(eye.Current(), "Test Pattern Left");
+}
+
+TEST(CameraViewTest, TickResultIsInvertedAndABaseViewWithoutGrabberSucceeds) {
+    QCamGrabViewBase base;
+    EXPECT_TRUE(base.cameraTimer(nullptr));
+    QCamGrabCGImageView view;  // never opened: its grabber has no component
+    EXPECT_FALSE(view.cameraTimer(nullptr));
+    EXPECT_TRUE(view.cameraImage().isEmpty()) << "no frame buffer yet";
+}
+
+TEST(CameraViewTest, CameraImageIsACopyAndTheImageRefSharesTheFrame) {
+    TestPatternBackEnd::Plug();
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    ASSERT_NE(eye.grabber().mVideoChannel, nullptr);
+    for (int tick = 0; tick < 60 && eye.grabber().GetFrameStatistics().framesDecoded == 0; ++tick) {
+        eye.view.cameraTimer(nullptr);
+        QThread::msleep(10);
+    }
+    ASSERT_GT(eye.grabber().GetFrameStatistics().framesDecoded, 0u);
+    CoreGraphics::BitmapContext const& frame = eye.view.cameraBitmapContext();
+    CIImage const copy = eye.view.cameraImage();
+    EXPECT_EQ(copy.extent(), QRectF(0, 0, 640, 480));
+    QImage const shared = eye.view.cameraImageRef();
+    ASSERT_FALSE(shared.isNull());
+    EXPECT_EQ(shared.constBits(), frame.mImageDataBytes) << "the per-tick image shares memory";
+
+    std::uint32_t before = 0;
+    QImage const copied = CIContext::createQImage(copy, copy.extent());
+    std::memcpy(&before, copied.constBits(), 4);
+    std::memset(frame.mImageDataBytes, 0x7F, 4);  // a later grab writes the frame buffer
+    QImage const again = CIContext::createQImage(copy, copy.extent());
+    std::uint32_t after = 0;
+    std::memcpy(&after, again.constBits(), 4);
+    EXPECT_EQ(before, after) << "cameraImage must not change with the frame buffer";
+}
+
+QRgb CentrePixel(QWidget& view) {
+    QImage const shot = view.grab().toImage();
+    return shot.pixel(shot.width() / 4, shot.height() / 4);
+}
+
+TEST(CameraViewTest, DrawsTheFrameWhileACameraRunsAndTheIndicatorOtherwise) {
+    TestPatternBackEnd::Plug();
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    ASSERT_NE(eye.grabber().mVideoChannel, nullptr);
+    // A known picture in the frame buffer: pure green.
+    CoreGraphics::BitmapContext const& frame = eye.view.cameraBitmapContext();
+    for (std::uint32_t y = 0; y < frame.mImageHeight; ++y) {
+        auto* row = reinterpret_cast<std::uint32_t*>(frame.mImageDataBytes + y * frame.mImageRowBytes);
+        std::fill(row, row + frame.mImageWidth, 0xFF00FF00u);
+    }
+    eye.view.setCameraImageRef(frame.ConstructCGImage());
+    EXPECT_EQ(CentrePixel(eye.view), qRgb(0, 255, 0));
+
+    eye.view.cameraClose();
+    QRgb const indicator = CentrePixel(eye.view);
+    EXPECT_NE(indicator, qRgb(0, 255, 0)) << "a closed camera shows the indicator";
+    EXPECT_NEAR(qRed(indicator), 42, 3) << "half-veiled grey over black";
+    EXPECT_EQ(qRed(indicator), qGreen(indicator));
+}
+
+}  // namespace
