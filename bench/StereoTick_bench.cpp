@@ -1,0 +1,111 @@
+// One master-clock tick with two test-pattern cameras, whole and stage by stage: both eyes
+// grab and decode (the test pattern renders and encodes a new MJPEG frame for each, which a
+// real camera does in its own hardware), the monitor composes the anaglyph and draws it at
+// 640 x 480, and the kept monitor image is drawn into a 640 x 480 broadcast buffer.
+
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <cstdlib>
+#include <vector>
+
+#include "CoCamX/NSUISegmentedControl.h"
+#include "CoCamX/QCamGrabCGImageView.h"
+#include "app/DSCStereoView.h"
+#include "platform/capture/TestPatternBackEnd.h"
+#include "platform/imaging/CIContext.h"
+
+namespace {
+
+struct StereoRig {
+    QComboBox leftPopUp, rightPopUp;
+    QCamGrabCGImageView left, right;
+    NSUISegmentedControl control;
+    DSCStereoView monitor;
+    QImage screen{640, 480, QImage::Format_ARGB32_Premultiplied};
+    std::vector<std::uint32_t> broadcastBuffer = std::vector<std::uint32_t>(640 * 480);
+    std::unique_ptr<CIContext> broadcast =
+        CIContext::contextWithBitmap(broadcastBuffer.data(), 640, 480, 640 * 4);
+
+    StereoRig() {
+        TestPatternBackEnd::SetFreeRunning(true);
+        left.setCameraPopUpButton(&leftPopUp);
+        right.setCameraPopUpButton(&rightPopUp);
+        monitor.setEyes(&left, &right);
+        monitor.setMonitorImageTypeControl(&control);
+        left.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
+        right.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
+        Grab();
+    }
+    ~StereoRig() {
+        left.cameraClose();
+        right.cameraClose();
+        TestPatternBackEnd::SetFreeRunning(false);
+    }
+    void Grab() {
+        left.cameraTimer(nullptr);
+        right.cameraTimer(nullptr);
+    }
+    void Compose() { monitor.drawRect(screen, QRectF(0, 0, 640, 480)); }
+    void Broadcast() {
+        CIImage const image = monitor.monitorImage();
+        broadcast->drawImage(image, QPointF(0, 0), image.extent());
+    }
+};
+
+void BM_TickWhole(benchmark::State& state) {
+    StereoRig rig;
+    for (auto _ : state) {
+        rig.Grab();
+        rig.Compose();
+        rig.Broadcast();
+    }
+    benchmark::DoNotOptimize(rig.broadcastBuffer.data());
+}
+BENCHMARK(BM_TickWhole)->Unit(benchmark::kMillisecond);
+
+void BM_TickStage_GrabBothEyes(benchmark::State& state) {
+    StereoRig rig;
+    for (auto _ : state) {
+        rig.Grab();
+    }
+}
+BENCHMARK(BM_TickStage_GrabBothEyes)->Unit(benchmark::kMillisecond);
+
+void BM_TickStage_EyeImages(benchmark::State& state) {
+    StereoRig rig;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(rig.monitor.leftEyeImage());
+        benchmark::DoNotOptimize(rig.monitor.rightEyeImage());
+    }
+}
+BENCHMARK(BM_TickStage_EyeImages)->Unit(benchmark::kMicrosecond);
+
+void BM_TickStage_MuxAndDrawMonitor(benchmark::State& state) {
+    StereoRig rig;
+    for (auto _ : state) {
+        rig.Compose();
+    }
+}
+BENCHMARK(BM_TickStage_MuxAndDrawMonitor)->Unit(benchmark::kMillisecond);
+
+void BM_TickStage_DrawIntoBroadcastBuffer(benchmark::State& state) {
+    StereoRig rig;
+    rig.Compose();
+    for (auto _ : state) {
+        rig.Broadcast();
+    }
+}
+BENCHMARK(BM_TickStage_DrawIntoBroadcastBuffer)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    QApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
