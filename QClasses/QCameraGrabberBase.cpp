@@ -114,6 +114,10 @@ int QCameraGrabberBase::OpenInitializeCamera(SGRect const& rect, OSType pixelFor
         VERIFY_ERR(err = OpenInitializeSelf());
     }
     if (err == noErr) {
+        // Remembered while it is open: once it vanishes it can no longer be asked its name.
+        Camera opened;
+        mOpenCameraName = GetCurrentCamera(opened) ? PStr63ToString(opened.inputName) : "";
+        mLostCameraName.clear();  // a camera is open again, whichever it is
         DrawCameraStatusInFrameBuffer(kCameraStatusPrepared);
     } else {
         CloseVideoChannel();  // a channel without a camera is no channel
@@ -234,6 +238,7 @@ int QCameraGrabberBase::Stop() { return mComponent ? mComponent->Stop() : paramE
 
 int QCameraGrabberBase::Close() {
     mVideoChannel = nullptr;  // goes with the component
+    mLostCameraName.clear();
     return QSequenceGrabber::Close();
 }
 
@@ -265,6 +270,7 @@ int QCameraGrabberBase::Idle() {
         if (err == sgDeviceLostErr) {
             // The camera was unplugged: give up the channel, and wait a period before the
             // first attempt to open a camera again.
+            mLostCameraName = mOpenCameraName;
             CoreMachDebugLog("QCameraGrabberBase::Idle camera lost, channel closed\n");
             StopRecord();
             mAutoOpenRetryElapsed = Microseconds();
@@ -279,11 +285,38 @@ int QCameraGrabberBase::Idle() {
         return noErr;
     }
     mAutoOpenRetryElapsed = Microseconds();
-    int const err = OpenCameraInput(nullptr);
+    int err = noErr;
+    if (!mLostCameraName.empty()) {
+        // A grabber that lost a camera waits for that camera to come back, rather than
+        // taking whatever opens first (with the built-in test pattern listed, something
+        // always does, and the real camera would never be picked up again).
+        Camera lost;
+        if (!GetCameraNamed(mLostCameraName, lost)) {
+            return noErr;
+        }
+        err = OpenCameraInput(&lost);
+    } else {
+        err = OpenCameraInput(nullptr);
+    }
     if (err != noErr) {
         return err;  // tried again after the next period
     }
     return mComponent->Idle();
+}
+
+bool QCameraGrabberBase::GetCameraNamed(std::string const& name, Camera& camera) {
+    QSGDeviceList list;
+    if (!GetCameraInputList(list)) {
+        return false;
+    }
+    Str63 wanted;
+    PStr63FromCString(name.c_str(), wanted);
+    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
+        if (PStr63Equal(camera.inputName, wanted)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // ---- Cameras ----

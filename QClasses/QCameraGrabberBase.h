@@ -6,6 +6,7 @@
 // Idle every tick.
 
 #include <cstdint>
+#include <string>
 
 #include "CoreG/QGWorld.h"
 #include "QClasses/QSGDeviceList.h"
@@ -112,5 +113,12 @@ private:
     using CameraStep = bool (QCameraGrabberBase::*)(Camera&);
     bool UseCameraBeside(CameraStep fallback, CameraStep step);
     SGChannel* VideoChannel() const { return mVideoChannel; }
+    // The camera of that input name in the current list, found without a channel.
+    bool GetCameraNamed(std::string const& name, Camera& camera);
+
+    // The input name of the camera last opened, and of the one that vanished while open
+    // (empty once a camera opens again).
+    std::string mOpenCameraName;
+    std::string mLostCameraName;
     static int SetChannelUsage(SGChannel* channel, long usage);
 };

@@ -158,9 +158,11 @@ TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
     EXPECT_EQ(grabber.mVideoChannel, nullptr);
     EXPECT_EQ(Pixels(grabber), lastPicture);  // the view keeps the last picture
 
-    // Unplugged, past the period: one attempt fails, and the next waits a period again.
+    // Unplugged, past the period: one attempt finds the camera still gone, and the next
+    // waits a period again.
     AdvanceSeconds(1.1);
-    EXPECT_EQ(grabber.Idle(), sgNoDeviceErr);
+    EXPECT_EQ(grabber.Idle(), noErr);
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
     TestPatternBackEnd::Plug();
     EXPECT_EQ(grabber.Idle(), noErr);
     AdvanceSeconds(0.9);
@@ -172,6 +174,28 @@ TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
     ASSERT_NE(grabber.mVideoChannel, nullptr);
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
+}
+
+TEST_F(GrabberTest, AGrabberWaitsForTheCameraItLostRatherThanTakingTheFirstThatOpens) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    Camera right;
+    ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
+    ASSERT_EQ(grabber.SwitchToCamera(right), noErr);
+    ASSERT_EQ(Current(grabber), "Test Pattern Right");
+
+    TestPatternBackEnd::Unplug();
+    EXPECT_EQ(grabber.Idle(), sgDeviceLostErr);
+    TestPatternBackEnd::Plug();
+    AdvanceSeconds(1.1);
+    EXPECT_EQ(grabber.Idle(), noErr);
+    ASSERT_NE(grabber.mVideoChannel, nullptr);
+    EXPECT_EQ(Current(grabber), "Test Pattern Right") << "not the first camera in walk order";
+
+    // Once a camera is open again, a later loss is the loss of that camera.
+    grabber.Close();
+    ASSERT_EQ(Open(grabber), noErr);
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
 }
 
 TEST_F(GrabberTest, NoReopeningWhenItIsTurnedOff) {
