@@ -1,8 +1,9 @@
 #include "CoCamX/NSUICamMenuController.h"
 
+#include <cstring>
+
 #include <QComboBox>
 #include <QStandardItemModel>
-#include <cstring>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "QClasses/QCameraGrabberBase.h"
@@ -180,6 +181,4 @@ QString NSUICamMenuController::cameraDeviceInputName() const {
     return _cameraDeviceInputName;
 }
 
-bool import_NSUICamMenuController() {
-    return true;
-}
+bool import_NSUICamMenuController() { return true; }

@@ -45,6 +45,4 @@ void QCamGrabCGImageView::drawRect(QPainter& painter, QRectF rect) {
     }
 }
 
-bool import_QCamGrabCGImageView() {
-    return import_QCamGrabViewBase();
-}
+bool import_QCamGrabCGImageView() { return import_QCamGrabViewBase(); }

@@ -167,19 +167,18 @@ void QCamGrabViewBase::drawCameraUnavailableIndicator(QPainter& painter, QRectF 
     if (!picture.isNull()) {
         double const width = rect.width() * kIndicatorPictureScale;
         double const height = width * picture.height() / picture.width();
-        pictureRect = QRectF(rect.center().x() - width / 2, rect.center().y() - height / 2,
-                             width, height);
+        pictureRect =
+            QRectF(rect.center().x() - width / 2, rect.center().y() - height / 2, width, height);
         painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
         painter.drawImage(pictureRect, picture);
     }
 
     // Two strokes crossing the picture: no camera here.
-    QRectF const cross = pictureRect.isValid()
-                             ? pictureRect.adjusted(-pictureRect.width() * 0.1,
-                                                    -pictureRect.height() * 0.1,
-                                                    pictureRect.width() * 0.1,
-                                                    pictureRect.height() * 0.1)
-                             : rect;
+    QRectF const cross =
+        pictureRect.isValid()
+            ? pictureRect.adjusted(-pictureRect.width() * 0.1, -pictureRect.height() * 0.1,
+                                   pictureRect.width() * 0.1, pictureRect.height() * 0.1)
+            : rect;
     QPen pen(QColor::fromRgbF(0.85f, 0.12f, 0.12f, 0.9f));
     pen.setWidthF(qMax(2.0, rect.width() / 80.0));
     pen.setCapStyle(Qt::RoundCap);
@@ -190,6 +189,4 @@ void QCamGrabViewBase::drawCameraUnavailableIndicator(QPainter& painter, QRectF 
     painter.restore();
 }
 
-bool import_QCamGrabViewBase() {
-    return import_NSUICamMenuController();
-}
+bool import_QCamGrabViewBase() { return import_NSUICamMenuController(); }

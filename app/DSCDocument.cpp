@@ -15,8 +15,8 @@
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCProduct.h"
 #include "app/DSCStereoView.h"
-#include "platform/imaging/CIContext.h"
 #include "platform/defaults/UserDefaults.h"
+#include "platform/imaging/CIContext.h"
 #include "platform/imaging/CIImage.h"
 #include "ui_DSCDocument.h"
 
@@ -230,22 +230,50 @@ void DSCDocument::restoreCameraChoices() {
     if (_grabViewLeftEye == nullptr || _grabViewRightEye == nullptr) {
         return;
     }
-    std::pair<char const*, QCamGrabCGImageView*> const eyes[] = {
-        {kLeftEyeCameraKey, _grabViewLeftEye}, {kRightEyeCameraKey, _grabViewRightEye}};
-    for (auto const& [key, eye] : eyes) {
-        std::optional<std::string> const stored = UserDefaults::standard().stringForKey(key);
-        NSUICamMenuController* controller = eye->cameraMenuController();
-        if (!stored || controller == nullptr) {
+    struct Eye {
+        char const* key;
+        QCamGrabCGImageView* view;
+        std::optional<std::string> stored;
+    };
+    Eye eyes[] = {{kLeftEyeCameraKey, _grabViewLeftEye, std::nullopt},
+                  {kRightEyeCameraKey, _grabViewRightEye, std::nullopt}};
+    for (Eye& eye : eyes) {
+        eye.stored = UserDefaults::standard().stringForKey(eye.key);
+    }
+    // A camera an eye wants back may have been taken by the other eye at opening (each
+    // opened the first free camera): that eye lets go of it first.
+    for (int i = 0; i < 2; ++i) {
+        Eye const& eye = eyes[i];
+        QCamGrabCGImageView* other = eyes[1 - i].view;
+        if (eye.stored && QString::fromStdString(*eye.stored) ==
+                              other->cameraMenuController()->cameraDeviceInputName()) {
+            other->grabber()->CloseCameraInput();
+        }
+    }
+    for (Eye const& eye : eyes) {
+        NSUICamMenuController* controller = eye.view->cameraMenuController();
+        if (!eye.stored) {
             continue;
         }
-        QString const name = QString::fromStdString(*stored);
-        if (name == controller->cameraDeviceInputName()) {
+        QString const name = QString::fromStdString(*eye.stored);
+        if (name == controller->cameraDeviceInputName() &&
+            eye.view->grabber()->mVideoChannel != nullptr) {
             continue;
         }
         // The same path as the user's choice in the camera menu.
         controller->setCameraDeviceInputName(name);
         stereoGrabCameraMenuChanged(controller);
     }
+    // An eye that let go of its camera above and had no choice of its own takes the first
+    // free one again.
+    for (Eye const& eye : eyes) {
+        QCameraGrabberBase* grabber = eye.view->grabber();
+        if (!eye.stored && grabber->mComponent && grabber->mVideoChannel == nullptr &&
+            grabber->mAutoOpenCameraPluggedIn) {
+            grabber->OpenCameraInput(nullptr);
+        }
+    }
+    stereoCameraMenuRefresh();
 }
 
 void DSCDocument::windowWillClose() {

@@ -71,13 +71,9 @@ double DSCStereoView::swapEyesFloatValue() const {
     return monitorImageType() == kMonitorCombinedSwapped ? 1.0 : 0.0;
 }
 
-CIImage DSCStereoView::leftEyeImage() const {
-    return EyeImage(_leftEye);
-}
+CIImage DSCStereoView::leftEyeImage() const { return EyeImage(_leftEye); }
 
-CIImage DSCStereoView::rightEyeImage() const {
-    return EyeImage(_rightEye);
-}
+CIImage DSCStereoView::rightEyeImage() const { return EyeImage(_rightEye); }
 
 CIImage DSCStereoView::monitorImageMuxed() const {
     CIImage const left = leftEyeImage();

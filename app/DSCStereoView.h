@@ -3,9 +3,10 @@
 // combined, combined with the eyes swapped, or the right eye), keeps that picture for the
 // broadcast, and shows it scaled to the view.
 
+#include <memory>
+
 #include <QImage>
 #include <QWidget>
-#include <memory>
 
 #include "platform/imaging/CIImage.h"
 

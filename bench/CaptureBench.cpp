@@ -10,7 +10,6 @@
 #include "platform/capture/DecompressSequence.h"
 #include "platform/capture/TestPatternSource.h"
 
-
 namespace {
 
 constexpr int kWidth = 640;

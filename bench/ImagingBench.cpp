@@ -14,7 +14,6 @@
 #include "platform/imaging/CIFilter.h"
 #include "platform/imaging/CIPixelKernels.h"
 
-
 namespace {
 
 int const kWidth = 640;

@@ -1,14 +1,15 @@
 // The master clock's delivered rate and its worst gap between two ticks, with a real
 // document window (offscreen unless a display is chosen).
 
-#include <benchmark/benchmark.h>
+#include <algorithm>
+#include <cstdlib>
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
-#include <algorithm>
-#include <cstdlib>
+
+#include <benchmark/benchmark.h>
 
 #include "app/DSCDocument.h"
 

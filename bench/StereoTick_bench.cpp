@@ -3,12 +3,13 @@
 // real camera does in its own hardware), the monitor composes the anaglyph and draws it at
 // 640 x 480, and the kept monitor image is drawn into a 640 x 480 broadcast buffer.
 
-#include <benchmark/benchmark.h>
+#include <cstdlib>
+#include <vector>
 
 #include <QApplication>
 #include <QComboBox>
-#include <cstdlib>
-#include <vector>
+
+#include <benchmark/benchmark.h>
 
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"

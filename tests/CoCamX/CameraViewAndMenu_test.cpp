@@ -2,14 +2,15 @@
 // lists and marks, what choosing an entry does to the grabber (including the choices that
 // turn automatic re-opening off for good), the per-tick image and the drawing.
 
-#include <gtest/gtest.h>
+#include <cstring>
 
 #include <QApplication>
 #include <QComboBox>
 #include <QPixmap>
 #include <QStandardItemModel>
 #include <QThread>
-#include <cstring>
+
+#include <gtest/gtest.h>
 
 #include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/QCamGrabCGImageView.h"
@@ -109,8 +110,8 @@ TEST_F(CameraMenuTest, ChoosingTheRunningCameraChangesNothing) {
 TEST_F(CameraMenuTest, ChoosingAnotherEntrySwitchesTheGrabberAndMovesTheMark) {
     Eye eye;
     eye.view.cameraOpen(kFrameSize, kFrameSize);
-    QString const target = eye.Current() == "Test Pattern Right" ? "Test Pattern Left"
-                                                                   : "Test Pattern Right";
+    QString const target =
+        eye.Current() == "Test Pattern Right" ? "Test Pattern Left" : "Test Pattern Right";
     eye.Choose(target);
     EXPECT_EQ(QString::fromStdString(eye.Current()), target);
     EXPECT_EQ(eye.Checked(), QStringList{target});
@@ -217,7 +218,8 @@ TEST(CameraViewTest, DrawsTheFrameWhileACameraRunsAndTheIndicatorOtherwise) {
     // A known picture in the frame buffer: pure green.
     CoreGraphics::BitmapContext const& frame = eye.view.cameraBitmapContext();
     for (std::uint32_t y = 0; y < frame.mImageHeight; ++y) {
-        auto* row = reinterpret_cast<std::uint32_t*>(frame.mImageDataBytes + y * frame.mImageRowBytes);
+        auto* row =
+            reinterpret_cast<std::uint32_t*>(frame.mImageDataBytes + y * frame.mImageRowBytes);
         std::fill(row, row + frame.mImageWidth, 0xFF00FF00u);
     }
     eye.view.setCameraImageRef(frame.ConstructCGImage());

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -14,10 +15,12 @@
 
 #include <gtest/gtest.h>
 
+#include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCStereoView.h"
+#include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIContext.h"
 
 namespace {
@@ -212,6 +215,58 @@ TEST_F(DocumentWindowTest, ClockRunsAtThirtyTicksASecondAndKeepsTickingInAModalD
     // clock does not stop while the dialog runs and does not run at a wrong period.
     EXPECT_GT(rate, 20.0) << ticks.count() << " ticks in " << seconds << " s";
     EXPECT_LT(rate, 40.0) << ticks.count() << " ticks in " << seconds << " s";
+}
+
+std::string CurrentCamera(QCamGrabCGImageView* eye) {
+    QSGDeviceList::InputIterator camera;
+    return eye->cameraGrabber().GetCurrentCamera(camera) ? PStr63ToString(camera.inputName) : "";
+}
+
+class CameraChoiceTest : public DocumentWindowTest {
+protected:
+    void TearDown() override {
+        DocumentWindowTest::TearDown();
+        UserDefaults::standard().removeKey("_grabViewLeftEye");
+        UserDefaults::standard().removeKey("_grabViewRightEye");
+    }
+    QCamGrabCGImageView* EyeView(char const* name) {
+        return mDocument->window()->findChild<QCamGrabCGImageView*>(name);
+    }
+};
+
+TEST_F(CameraChoiceTest, EyesOpenTheFirstFreeCamerasAndAMenuChoiceIsStoredAndRefreshesTheOther) {
+    Open();
+    QCamGrabCGImageView* left = EyeView("leftEyeView");
+    QCamGrabCGImageView* right = EyeView("rightEyeView");
+    ASSERT_NE(left, nullptr);
+    EXPECT_EQ(CurrentCamera(left), "Test Pattern Left");
+    EXPECT_EQ(CurrentCamera(right), "Test Pattern Right");
+
+    // The user picks "No Camera" for the left eye.
+    left->cameraMenuController()->cameraSelectionChanged("No Camera");
+    EXPECT_EQ(left->cameraGrabber().mVideoChannel, nullptr);
+    EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewLeftEye"), "No Camera");
+    EXPECT_FALSE(UserDefaults::standard().hasKey("_grabViewRightEye"));
+    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "Test Pattern Right");
+}
+
+TEST_F(CameraChoiceTest, StoredChoicesAreTakenBackAtOpeningEvenWhenTheEyesHadThemCrossed) {
+    UserDefaults::standard().setString("_grabViewLeftEye", "Test Pattern Right");
+    UserDefaults::standard().setString("_grabViewRightEye", "Test Pattern Left");
+    Open();
+    QCamGrabCGImageView* left = EyeView("leftEyeView");
+    QCamGrabCGImageView* right = EyeView("rightEyeView");
+    EXPECT_EQ(CurrentCamera(left), "Test Pattern Right");
+    EXPECT_EQ(CurrentCamera(right), "Test Pattern Left");
+    EXPECT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Right");
+    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "Test Pattern Left");
+}
+
+TEST_F(CameraChoiceTest, OneStoredChoiceTakenFromTheOtherEyeLeavesItTheFreeCamera) {
+    UserDefaults::standard().setString("_grabViewLeftEye", "Test Pattern Right");
+    Open();
+    EXPECT_EQ(CurrentCamera(EyeView("leftEyeView")), "Test Pattern Right");
+    EXPECT_EQ(CurrentCamera(EyeView("rightEyeView")), "Test Pattern Left");
 }
 
 }  // namespace
