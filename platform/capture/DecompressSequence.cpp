@@ -130,8 +130,13 @@ int DecompressSequence::Begin(ImageDescription const& camera, SGPixMap const& de
         }
     }
     mDirect = mDecodedWidth == destination.width && mDecodedHeight == destination.height;
-    if (!mDirect) {
+    // JPEG frames always decode into the staging picture first: damage in the compressed
+    // data shows only while pixels are being written, and such a frame must not replace the
+    // picture on screen.
+    if (!mDirect || IsJPEG(camera.cType)) {
         mStaging.assign(static_cast<std::size_t>(mDecodedWidth) * mDecodedHeight * 4, 0);
+    }
+    if (!mDirect) {
         mOpaqueRow.assign(static_cast<std::size_t>(destination.width), 0xFF);
     }
     mLastError[0] = '\0';
@@ -193,15 +198,17 @@ int DecompressSequence::DecodeJPEG(std::uint8_t const* data, std::size_t size) {
                       mCamera.height);
         return sgDecodeErr;
     }
-    std::uint8_t* target = mDirect ? mDestination.baseAddr : mStaging.data();
-    int const pitch = mDirect ? mDestination.rowBytes : mDecodedWidth * 4;
-    if (tjDecompress2(decoder, jpeg, jpegSize, target, mDecodedWidth, pitch, mDecodedHeight,
-                      TJPF_BGRA, 0) != 0) {
+    int const stagingPitch = mDecodedWidth * 4;
+    if (tjDecompress2(decoder, jpeg, jpegSize, mStaging.data(), mDecodedWidth, stagingPitch,
+                      mDecodedHeight, TJPF_BGRA, 0) != 0) {
         // Damaged entropy-coded data decodes with a warning; the frame is still dropped.
         std::snprintf(mLastError, sizeof(mLastError), "MJPEG data: %s", tjGetErrorStr2(decoder));
         return sgDecodeErr;
     }
-    if (!mDirect) {
+    if (mDirect) {
+        libyuv::ARGBCopy(mStaging.data(), stagingPitch, mDestination.baseAddr,
+                         mDestination.rowBytes, mDecodedWidth, mDecodedHeight);
+    } else {
         ScaleStagingToDestination();
     }
     return noErr;

@@ -29,13 +29,14 @@ public:
     // Prepares for frames described by `camera`, drawn onto all of `destination`.
     int Begin(ImageDescription const& camera, SGPixMap const& destination);
     // Decodes one frame. A frame that is truncated, corrupt or of the wrong size returns
-    // sgDecodeErr, with the reason in LastError(); MJPEG frames are checked before anything
-    // is written, so the destination keeps the previous picture.
+    // sgDecodeErr, with the reason in LastError(), and the destination keeps the previous
+    // picture (MJPEG decodes into a staging picture first).
     int DecodeFrame(std::uint8_t const* data, std::size_t size);
     void End();
     bool IsOpen() const { return mOpen; }
 
-    // True when frames are decoded straight into the destination (no libyuv scaling pass).
+    // True when frames need no libyuv scaling pass (raw frames are then converted straight
+    // into the destination; MJPEG is copied there once decoded).
     bool DecodesDirectly() const { return mDirect; }
     char const* LastError() const { return mLastError; }
 
@@ -56,7 +57,7 @@ private:
     std::unique_ptr<void, TurboJPEGDestroyer> mDecoder;
     int mDecodedWidth = 0;   // what the first stage writes: the JPEG decoder's scaled size,
     int mDecodedHeight = 0;  // or the camera size for raw frames
-    std::vector<std::uint8_t> mStaging;    // first-stage picture when a scaling pass follows
+    std::vector<std::uint8_t> mStaging;    // first-stage picture: JPEG, or before scaling
     std::vector<std::uint8_t> mOpaqueRow;  // destination.width bytes of 255
     char mLastError[160] = {};
 };

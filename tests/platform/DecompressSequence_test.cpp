@@ -143,6 +143,15 @@ TEST(DecompressSequence, DamagedFramesAreDroppedAndThePictureStays) {
     EXPECT_EQ(sequence.DecodeFrame(nullptr, 100), paramErr);
     EXPECT_EQ(buffer.Bytes(), good);
 
+    // A valid header and markers with the entropy-coded data damaged halfway: the decoder
+    // only finds out while writing pixels, and the picture must still stay.
+    std::vector<std::uint8_t> damagedData = jpeg;
+    for (std::size_t i = damagedData.size() / 2; i < damagedData.size() - 2; ++i) {
+        damagedData[i] = static_cast<std::uint8_t>(0xFF - (i % 7));
+    }
+    EXPECT_EQ(sequence.DecodeFrame(damagedData.data(), damagedData.size()), sgDecodeErr);
+    EXPECT_EQ(buffer.Bytes(), good) << "a frame that fails in its data must not show";
+
     // Zero bytes after the end-of-image marker are padding, not damage.
     std::vector<std::uint8_t> padded = jpeg;
     padded.resize(jpeg.size() + 300, 0);
