@@ -39,8 +39,12 @@ void AppController::newDocument(QObject* sender) {
 }
 
 void AppController::showAboutBox() {
-    AboutBox box(mDocument != nullptr ? mDocument->window() : nullptr);
-    box.exec();
+    // On the heap, not the stack: the box is a child of the document window, and a window
+    // closed while the box runs (SIGTERM, the session ending) is deleted by the box's own
+    // event loop, its children with it. exec() survives that and deletes the box otherwise.
+    auto* box = new AboutBox(mDocument != nullptr ? mDocument->window() : nullptr);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->exec();
 }
 
 void AppController::closeAllDocuments() {

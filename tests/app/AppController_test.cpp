@@ -4,6 +4,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTimer>
 
@@ -58,6 +59,27 @@ TEST(AppControllerTest, SecondNewBeepsAndAfterCloseNewOpensAFreshDocument) {
     EXPECT_TRUE(controller.currentDocument()->camTimer()->isActive());
     controller.closeAllDocuments();
     EXPECT_EQ(DSCDocument::countInstances(), 0);
+}
+
+TEST(AppControllerTest, DocumentClosedWhileTheAboutBoxRunsEndsTheBoxWithoutACrash) {
+    AppController controller;
+    controller.newDocument(nullptr);
+    ASSERT_NE(controller.currentDocument(), nullptr);
+    // What SIGTERM does while the box is up: the window closes, and the box's event loop
+    // deletes it together with its children, the box among them.
+    QTimer::singleShot(100, &controller, [&controller] { controller.closeAllDocuments(); });
+    // Only a safety net so a regression cannot hang the test.
+    QTimer::singleShot(3000, &controller, [] {
+        if (QWidget* modal = QApplication::activeModalWidget()) {
+            modal->close();
+        }
+    });
+    QElapsedTimer elapsed;
+    elapsed.start();
+    controller.showAboutBox();
+    EXPECT_LT(elapsed.elapsed(), 2500) << "the box must end with its window";
+    EXPECT_EQ(DSCDocument::countInstances(), 0);
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
 
 }  // namespace
