@@ -20,7 +20,10 @@ void QCamGrabCGImageView::cameraOpen(QSizeF frameSize, QSizeF vdigSize) {
 
 bool QCamGrabCGImageView::cameraTimer(QTimer* timer) {
     bool const grabbed = QCamGrabViewBase::cameraTimer(timer);
-    setCameraImageRef(_grabber.mCamContext.ConstructCGImage());
+    // Without a running camera the frame buffer only holds black or the last frame before
+    // the camera went: that is no picture, so the monitor shows the other eye alone.
+    setCameraImageRef(_grabber.mVideoChannel != nullptr ? _grabber.mCamContext.ConstructCGImage()
+                                                        : QImage());
     update();
     return !grabbed;
 }

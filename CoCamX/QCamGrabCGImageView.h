@@ -24,7 +24,8 @@ public:
 
     // A copy of the frame buffer as an image, or the empty image.
     CIImage cameraImage() const;
-    // The latest frame, sharing the frame buffer's memory (null before the first tick).
+    // The latest frame, sharing the frame buffer's memory; null before the first tick and
+    // while no camera is open.
     QImage const& cameraImageRef() const { return _cameraImageRef; }
     void setCameraImageRef(QImage const& image) { _cameraImageRef = image; }
     CoreGraphics::BitmapContext const& cameraBitmapContext() const { return _grabber.mCamContext; }

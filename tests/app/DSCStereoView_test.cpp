@@ -3,6 +3,8 @@
 
 #include "app/DSCStereoView.h"
 
+#include <QThread>
+
 #include <gtest/gtest.h>
 
 #include "CoCamX/NSUISegmentedControl.h"
@@ -107,6 +109,33 @@ TEST(StereoViewTest, PictureIsScaledToFillTheView) {
     EXPECT_EQ(monitor.Draw(1, {300, 470}), qRgb(255, 0, 0));
     EXPECT_EQ(monitor.Draw(1, {340, 10}), qRgb(0, 0, 255));
     EXPECT_EQ(monitor.Draw(1, {639, 479}), qRgb(0, 0, 255)) << "the picture reaches the corner";
+}
+
+TEST(StereoViewTest, AnEyeWhoseCameraWasClosedHasNoPictureSoTheOtherEyeIsShownUnchanged) {
+    // Real grabbers on the built-in test pattern, ticked as the document's clock does.
+    Monitor monitor;
+    monitor.left.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
+    monitor.right.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
+    ASSERT_NE(monitor.left.cameraGrabber().mVideoChannel, nullptr);
+    ASSERT_NE(monitor.right.cameraGrabber().mVideoChannel, nullptr);
+    for (int tick = 0;
+         tick < 100 && monitor.left.cameraGrabber().GetFrameStatistics().framesDecoded == 0;
+         ++tick) {
+        monitor.left.cameraTimer(nullptr);
+        monitor.right.cameraTimer(nullptr);
+        QThread::msleep(10);
+    }
+    ASSERT_GT(monitor.left.cameraGrabber().GetFrameStatistics().framesDecoded, 0u);
+
+    // The right eye's camera is closed, as its menu's "No Camera" does; its frame buffer
+    // still holds the last frame.
+    monitor.right.cameraGrabber().CloseCameraInput();
+    monitor.left.cameraTimer(nullptr);
+    monitor.right.cameraTimer(nullptr);
+    EXPECT_TRUE(monitor.view.rightEyeImage().isEmpty());
+    QRgb const leftPixel = monitor.left.cameraImageRef().pixel(320, 240);
+    EXPECT_EQ(monitor.Draw(2), leftPixel) << "not the anaglyph of the left and a stale right";
+    EXPECT_EQ(monitor.Draw(4), qRgb(0, 0, 0));
 }
 
 }  // namespace
