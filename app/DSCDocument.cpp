@@ -207,21 +207,26 @@ void DSCDocument::stereoGrabCameraMenuChanged(NSUICamMenuController* sender) {
     if (sender == nullptr || _grabViewLeftEye == nullptr || _grabViewRightEye == nullptr) {
         return;
     }
+    // The entry as picked: the change below replaces the controller's name by the camera the
+    // grabber ends up with, which is "No Camera" when the pick could not be opened (the other
+    // eye holds that camera).
+    QString const chosen = sender->cameraDeviceInputName();
     if (sender == _grabViewLeftEye->cameraMenuController()) {
         _grabViewLeftEye->cameraMenuChanged(sender);
         _grabViewRightEye->cameraMenuRefresh();
-        storeCameraChoice(kLeftEyeCameraKey, sender);
+        storeCameraChoice(kLeftEyeCameraKey, chosen);
     }
     if (sender == _grabViewRightEye->cameraMenuController()) {
         _grabViewRightEye->cameraMenuChanged(sender);
         _grabViewLeftEye->cameraMenuRefresh();
-        storeCameraChoice(kRightEyeCameraKey, sender);
+        storeCameraChoice(kRightEyeCameraKey, chosen);
     }
 }
 
-void DSCDocument::storeCameraChoice(char const* key, NSUICamMenuController* controller) {
-    QString const name = controller->cameraDeviceInputName();
-    if (!name.isNull()) {
+void DSCDocument::storeCameraChoice(char const* key, QString const& name) {
+    // Taking the choices back at opening goes through the menu path too, but must not
+    // replace a choice it could not apply (a camera not plugged in now) by what the eye got.
+    if (!name.isNull() && !mRestoringCameraChoices) {
         UserDefaults::standard().setString(key, name.toStdString());
     }
 }
@@ -250,6 +255,7 @@ void DSCDocument::restoreCameraChoices() {
             other->grabber()->CloseCameraInput();
         }
     }
+    mRestoringCameraChoices = true;
     for (Eye const& eye : eyes) {
         NSUICamMenuController* controller = eye.view->cameraMenuController();
         if (!eye.stored) {
@@ -264,6 +270,7 @@ void DSCDocument::restoreCameraChoices() {
         controller->setCameraDeviceInputName(name);
         stereoGrabCameraMenuChanged(controller);
     }
+    mRestoringCameraChoices = false;
     // An eye that let go of its camera above and had no choice of its own takes the first
     // free one again.
     for (Eye const& eye : eyes) {

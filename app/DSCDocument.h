@@ -64,7 +64,7 @@ private:
     void scheduleNextTick();
     // The user's camera choice of each eye is kept between runs and restored at launch
     // through the camera menu's own path.
-    void storeCameraChoice(char const* key, NSUICamMenuController* controller);
+    void storeCameraChoice(char const* key, QString const& name);
     void restoreCameraChoices();
 
     QCamGrabCGImageView* _grabViewLeftEye = nullptr;
@@ -79,4 +79,5 @@ private:
     // The clock keeps to multiples of 1/30 s from its start, so it does not drift.
     std::chrono::steady_clock::time_point mClockStart;
     long long mTickIndex = 0;
+    bool mRestoringCameraChoices = false;
 };

@@ -269,4 +269,22 @@ TEST_F(CameraChoiceTest, OneStoredChoiceTakenFromTheOtherEyeLeavesItTheFreeCamer
     EXPECT_EQ(CurrentCamera(EyeView("rightEyeView")), "Test Pattern Left");
 }
 
+TEST_F(CameraChoiceTest, AStoredChoiceThatCannotBeTakenAtOpeningIsKeptForTheNextRun) {
+    // The right eye's camera is not plugged in this time.
+    UserDefaults::standard().setString("_grabViewRightEye", "Unplugged Camera");
+    Open();
+    EXPECT_EQ(CurrentCamera(EyeView("rightEyeView")), "Test Pattern Right");
+    EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Unplugged Camera");
+    EXPECT_FALSE(UserDefaults::standard().hasKey("_grabViewLeftEye"));
+}
+
+TEST_F(CameraChoiceTest, PickingTheCameraTheOtherEyeHoldsStoresThatCameraNotNoCamera) {
+    Open();
+    QCamGrabCGImageView* right = EyeView("rightEyeView");
+    ASSERT_EQ(CurrentCamera(EyeView("leftEyeView")), "Test Pattern Left");
+    // The left eye holds it, so the right eye cannot open it now; the pick still stands.
+    right->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
+    EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
+}
+
 }  // namespace
