@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 #include "CoreX/CoreException.h"
@@ -56,6 +57,15 @@ char* CoreCString::Buffer() const {
 }
 
 void CoreCString::Alloc(char const* text, unsigned short minSize) {
+    // Text inside our own buffer is copied out first: the buffer may be freed below, and its
+    // first byte is overwritten before the copy.
+    std::string ownText;
+    std::less<char const*> const before;
+    if (text != nullptr && mBuffer != nullptr && !before(text, mBuffer) &&
+        before(text, mBuffer + mCapacity)) {
+        ownText = text;
+        text = ownText.c_str();
+    }
     std::size_t const needed = text != nullptr ? std::strlen(text) + 1 : 1;
     // The capacity is 16 bits wide: a larger request is recorded modulo 65,536.
     unsigned short size = static_cast<unsigned short>(needed > minSize ? needed : minSize);
@@ -71,9 +81,7 @@ void CoreCString::Alloc(char const* text, unsigned short minSize) {
         mCapacity = size;
     }
     mBuffer[0] = 0;
-    // The text may live in the buffer being replaced only when it is reused, and then the
-    // copy below is an overlap-safe move of the same bytes.
-    if (text != nullptr && text != mBuffer) {
+    if (text != nullptr) {
         safe_strcpy(text);
     }
 }

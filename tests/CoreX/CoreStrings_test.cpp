@@ -53,6 +53,17 @@ TEST(CoreCStringTest, MissingBufferThrowsNilExceptionButAllocRecovers) {
     EXPECT_STREQ(s.c_str(), "back");
 }
 
+TEST(CoreCStringTest, AllocFromItsOwnTextKeepsIt) {
+    CoreCString s("hello");
+    s.Alloc(s.c_str(), 0);  // the buffer is reused
+    EXPECT_STREQ(s.c_str(), "hello");
+    s.Alloc(s.c_str(), 100);  // the buffer is replaced: the text must not be read after
+    EXPECT_STREQ(s.c_str(), "hello");
+    EXPECT_EQ(s.capacity(), 100);
+    s.Alloc(s.c_str() + 1, 0);
+    EXPECT_STREQ(s.c_str(), "ello");
+}
+
 TEST(CoreCStringTest, FourCharCodeText) {
     CoreCString code(0x72343038UL, 0);
     EXPECT_STREQ(code.c_str(), "0x72343038 'r408'");
