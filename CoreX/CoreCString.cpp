@@ -15,6 +15,10 @@ namespace {
 
 constexpr char kNilException[] = "Nil exception pointer";
 constexpr char kHexDigits[] = "0123456789ABCDEF";
+// The hex texts are allocated as 4n + 9 and n + 9 bytes; n is bounded so that fits in the
+// 16-bit capacity.
+constexpr unsigned int kMaxHexEncodedBytes = (0xFFFFu - 9u) / 4u;
+constexpr unsigned int kMaxHexDecodedBytes = 0xFFFFu - 9u;
 
 int HexValue(char c) {
     if (c >= '0' && c <= '9') {
@@ -258,7 +262,11 @@ char const* CoreCString::HexDigitPairFromByte(unsigned char const* byte, char se
 
 void CoreCString::EncodeHexString(void const* data, unsigned int length, unsigned int maxBytes,
                                   char separator) {
-    unsigned int const n = maxBytes != 0 && maxBytes < length ? maxBytes : length;
+    unsigned int n = maxBytes != 0 && maxBytes < length ? maxBytes : length;
+    // No more than the 16-bit capacity holds: a longer text would be written past the end.
+    if (n > kMaxHexEncodedBytes) {
+        n = kMaxHexEncodedBytes;
+    }
     Alloc(static_cast<unsigned short>(4 * n + 9));
     char* out = Buffer();
     std::size_t used = 0;
@@ -283,7 +291,10 @@ unsigned int CoreCString::DecodeHexString(char const* text) {
     for (char const* p = text; p != nullptr && *p != 0; ++p) {
         digits += HexValue(*p) >= 0 ? 1 : 0;
     }
-    unsigned int const bytes = digits / 2;
+    unsigned int bytes = digits / 2;
+    if (bytes > kMaxHexDecodedBytes) {
+        bytes = kMaxHexDecodedBytes;  // what the 16-bit capacity holds
+    }
     Alloc(static_cast<unsigned short>(bytes + 9));
     auto* out = reinterpret_cast<unsigned char*>(Buffer());
     unsigned int stored = 0;

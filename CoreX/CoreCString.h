@@ -78,6 +78,7 @@ public:
     }
     CoreCString AsHexString() const;
     // Reads pairs of hex digits, skipping every other character; returns the byte count.
+    // Both directions stop at what the 16-bit capacity can hold.
     unsigned int DecodeHexString(char const* text);
 
 protected:

@@ -1,6 +1,8 @@
 // Capacity, copy and hex rules of the counted and length-prefixed strings.
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -62,6 +64,24 @@ TEST(CoreCStringTest, AllocFromItsOwnTextKeepsIt) {
     EXPECT_EQ(s.capacity(), 100);
     s.Alloc(s.c_str() + 1, 0);
     EXPECT_STREQ(s.c_str(), "ello");
+}
+
+TEST(CoreCStringTest, HexTextsStayInsideTheSixteenBitCapacity) {
+    std::vector<unsigned char> const bytes(20000, 0xAB);
+    CoreCString hex;
+    hex.EncodeHexString(bytes.data(), static_cast<unsigned int>(bytes.size()), 0, ':');
+    std::size_t const length = std::strlen(hex.c_str());
+    EXPECT_LT(length, hex.capacity());
+    EXPECT_GT(length, 40000u);
+    EXPECT_EQ(length % 3, 0u) << "whole pairs with their separators";
+    EXPECT_EQ(std::string(hex.c_str(), 6), "AB:AB:");
+
+    std::string const digits(140000, 'f');
+    CoreCString decoded;
+    unsigned int const count = decoded.DecodeHexString(digits.c_str());
+    EXPECT_LT(count, decoded.capacity());
+    EXPECT_GT(count, 60000u);
+    EXPECT_EQ(static_cast<unsigned char>(decoded.c_str()[count - 1]), 0xFF);
 }
 
 TEST(CoreCStringTest, FourCharCodeText) {
