@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
 #include <QDialog>
@@ -215,6 +216,39 @@ TEST_F(DocumentWindowTest, ClockRunsAtThirtyTicksASecondAndKeepsTickingInAModalD
     // clock does not stop while the dialog runs and does not run at a wrong period.
     EXPECT_GT(rate, 20.0) << ticks.count() << " ticks in " << seconds << " s";
     EXPECT_LT(rate, 40.0) << ticks.count() << " ticks in " << seconds << " s";
+}
+
+class BroadcastSwitchTest : public DocumentWindowTest {
+protected:
+    void TearDown() override {
+        DocumentWindowTest::TearDown();
+        UserDefaults::standard().removeKey("_rebroadcastButton");
+        UserDefaults::standard().removeKey("_allowCameraButton");
+    }
+    QAbstractButton* Button(char const* name) {
+        return mDocument->window()->findChild<QAbstractButton*>(name);
+    }
+};
+
+TEST_F(BroadcastSwitchTest, SwitchesAreStoredByTheCloseAndTakenBackByTheNextWindow) {
+    Open();
+    ASSERT_NE(Button("rebroadcastButton"), nullptr);
+    ASSERT_NE(Button("allowCameraButton"), nullptr);
+    EXPECT_FALSE(Button("rebroadcastButton")->isChecked()) << "broadcasting starts off";
+    EXPECT_TRUE(Button("allowCameraButton")->isChecked()) << "connections start allowed";
+    Button("rebroadcastButton")->click();
+    Button("allowCameraButton")->click();
+
+    mDocument->window()->close();
+    EXPECT_EQ(UserDefaults::standard().numberForKey("_rebroadcastButton"), 1.0);
+    EXPECT_EQ(UserDefaults::standard().numberForKey("_allowCameraButton"), 0.0);
+    delete mDocument;
+    mDocument = nullptr;
+    QApplication::processEvents();
+
+    Open();
+    EXPECT_TRUE(Button("rebroadcastButton")->isChecked());
+    EXPECT_FALSE(Button("allowCameraButton")->isChecked());
 }
 
 std::string CurrentCamera(QCamGrabCGImageView* eye) {
