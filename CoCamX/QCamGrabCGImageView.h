@@ -18,6 +18,7 @@ public:
 
     // Clears the frame buffer to opaque black, then opens as every camera view does.
     void cameraOpen(QSizeF frameSize, QSizeF vdigSize) override;
+    using QCamGrabViewBase::cameraOpen;  // the one-size form, hidden by the override otherwise
     // Idles the grabber and rebuilds the image of the frame buffer. Returns the inverse of
     // the base view's result: true exactly when the grab step failed.
     bool cameraTimer(QTimer* timer) override;

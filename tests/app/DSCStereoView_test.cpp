@@ -114,8 +114,8 @@ TEST(StereoViewTest, PictureIsScaledToFillTheView) {
 TEST(StereoViewTest, AnEyeWhoseCameraWasClosedHasNoPictureSoTheOtherEyeIsShownUnchanged) {
     // Real grabbers on the built-in test pattern, ticked as the document's clock does.
     Monitor monitor;
-    monitor.left.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
-    monitor.right.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
+    monitor.left.cameraOpen(QSizeF(640, 480));  // the one-size form
+    monitor.right.cameraOpen(QSizeF(640, 480));
     ASSERT_NE(monitor.left.cameraGrabber().mVideoChannel, nullptr);
     ASSERT_NE(monitor.right.cameraGrabber().mVideoChannel, nullptr);
     for (int tick = 0;
