@@ -193,11 +193,21 @@ TEST_F(DocumentWindowTest, WindowIsTitledAndCountedAndItsCloseStopsTheClock) {
     ASSERT_NE(document->camTimer(), nullptr);
     EXPECT_TRUE(document->camTimer()->isActive());
 
+    auto* left = document->window()->findChild<QCamGrabCGImageView*>("leftEyeView");
+    auto* right = document->window()->findChild<QCamGrabCGImageView*>("rightEyeView");
+    ASSERT_NE(left->cameraGrabber().mVideoChannel, nullptr);
+    ASSERT_NE(right->cameraGrabber().mVideoChannel, nullptr);
+
     QSignalSpy closed(document, &DSCDocument::documentClosed);
     document->window()->close();
     EXPECT_EQ(closed.count(), 1);
     EXPECT_EQ(DSCDocument::countInstances(), before);
     EXPECT_EQ(document->camTimer(), nullptr) << "no timer may fire after the close";
+    // The views go later with the window; their cameras are let go by the close itself.
+    EXPECT_EQ(left->cameraGrabber().mVideoChannel, nullptr);
+    EXPECT_EQ(right->cameraGrabber().mVideoChannel, nullptr);
+    EXPECT_FALSE(left->cameraGrabber().mComponent);
+    EXPECT_FALSE(right->cameraGrabber().mComponent);
 }
 
 TEST_F(DocumentWindowTest, ClockRunsAtThirtyTicksASecondAndKeepsTickingInAModalDialog) {
