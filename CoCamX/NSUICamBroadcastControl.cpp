@@ -35,6 +35,10 @@ void NSUICamBroadcastControl::setAllowCameraButton(QAbstractButton* button) {
 void NSUICamBroadcastControl::setRebroadcastButton(QAbstractButton* button) {
     _rebroadcastButton = button;
     if (button != nullptr) {
+        // Until the virtual-camera component is built, the switch keeps its stored state
+        // but cannot be turned on by hand.
+        button->setEnabled(false);
+        button->setToolTip(tr("This build does not publish a virtual camera yet."));
         connect(button, &QAbstractButton::clicked, this,
                 [this] { broadcastButtonChanged(_rebroadcastButton); });
     }

@@ -156,11 +156,24 @@ void DSCDocument::stereoCameraClose() {
 }
 
 void DSCDocument::stereoCameraTimer(QTimer* timer) {
+    // A camera that vanishes, or one the grabber re-opens by itself, changes what the camera
+    // menus must list and mark.
+    auto const openCameras = [this] {
+        int open = 0;
+        for (QCamGrabCGImageView* eye : {_grabViewLeftEye, _grabViewRightEye}) {
+            open = open * 2 + (eye != nullptr && eye->grabber()->mVideoChannel != nullptr);
+        }
+        return open;
+    };
+    int const before = openCameras();
     if (_grabViewLeftEye != nullptr) {
         _grabViewLeftEye->cameraTimer(timer);
     }
     if (_grabViewRightEye != nullptr) {
         _grabViewRightEye->cameraTimer(timer);
+    }
+    if (openCameras() != before) {
+        stereoCameraMenuRefresh();
     }
 }
 

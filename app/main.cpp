@@ -1,5 +1,6 @@
 // Duoscope: starts the log on the system log, then the application with its one document.
 
+#include <cerrno>
 #include <csignal>
 #include <unistd.h>
 
@@ -25,8 +26,10 @@ namespace {
 int sSignalSockets[2] = {-1, -1};
 
 void OnTerminationSignal(int) {
+    int const savedErrno = errno;  // the interrupted code may be about to read it
     char const byte = 1;
     [[maybe_unused]] ssize_t const written = write(sSignalSockets[0], &byte, 1);
+    errno = savedErrno;
 }
 
 void InstallTerminationHandlers(AppController& controller) {

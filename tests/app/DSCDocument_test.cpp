@@ -21,6 +21,7 @@
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCStereoView.h"
+#include "platform/capture/TestPatternBackEnd.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIContext.h"
 
@@ -246,7 +247,7 @@ TEST_F(BroadcastSwitchTest, SwitchesAreStoredByTheCloseAndTakenBackByTheNextWind
     ASSERT_NE(Button("allowCameraButton"), nullptr);
     EXPECT_FALSE(Button("rebroadcastButton")->isChecked()) << "broadcasting starts off";
     EXPECT_TRUE(Button("allowCameraButton")->isChecked()) << "connections start allowed";
-    Button("rebroadcastButton")->click();
+    Button("rebroadcastButton")->setChecked(true);  // greyed out until broadcasting exists
     Button("allowCameraButton")->click();
 
     mDocument->window()->close();
@@ -329,6 +330,30 @@ TEST_F(CameraChoiceTest, PickingTheCameraTheOtherEyeHoldsStoresThatCameraNotNoCa
     // The left eye holds it, so the right eye cannot open it now; the pick still stands.
     right->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
+}
+
+double sFakeMicroseconds = 1e9;
+
+TEST_F(CameraChoiceTest, MenusFollowACameraThatVanishesAndComesBackByItself) {
+    QCameraGrabberBase::SetMicrosecondsClock([] { return sFakeMicroseconds; });
+    Open();
+    QCamGrabCGImageView* left = EyeView("leftEyeView");
+    QCamGrabCGImageView* right = EyeView("rightEyeView");
+    ASSERT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Left");
+
+    TestPatternBackEnd::Unplug();
+    mDocument->masterTimeClock(nullptr);
+    EXPECT_EQ(left->cameraPopUpButton()->currentText(), "No Camera");
+    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "No Camera");
+    EXPECT_EQ(left->cameraPopUpButton()->findText("Test Pattern Left"), -1)
+        << "an unplugged camera is no longer offered";
+
+    TestPatternBackEnd::Plug();
+    sFakeMicroseconds += 1.5e6;
+    mDocument->masterTimeClock(nullptr);
+    EXPECT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Left");
+    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "Test Pattern Right");
+    QCameraGrabberBase::SetMicrosecondsClock(nullptr);
 }
 
 }  // namespace
