@@ -15,6 +15,8 @@ struct TestPatternState {
     bool inputOpen[TestPatternBackEnd::kInputCount] = {};
     bool injected[TestPatternBackEnd::kInputCount] = {};
     std::vector<std::uint8_t> injectedFrame[TestPatternBackEnd::kInputCount];
+    std::int64_t clockTick[TestPatternBackEnd::kInputCount] = {-1, -1};
+    std::int64_t clockTickTimeUs[TestPatternBackEnd::kInputCount] = {};
 };
 
 TestPatternState& State() {
@@ -63,7 +65,24 @@ bool TestPatternBackEnd::TakeInjectedFrame(int input, std::vector<std::uint8_t>&
 void TestPatternBackEnd::ReleaseInput(int input) {
     if (IsValidInput(input)) {
         State().inputOpen[input] = false;
+        State().clockTick[input] = -1;
     }
+}
+
+void TestPatternBackEnd::NoteClockTick(int input, std::int64_t tick, std::int64_t timeUs) {
+    if (IsValidInput(input)) {
+        State().clockTick[input] = tick;
+        State().clockTickTimeUs[input] = timeUs;
+    }
+}
+
+bool TestPatternBackEnd::LastClockTick(int input, std::int64_t& tick, std::int64_t& timeUs) {
+    if (!IsValidInput(input) || State().clockTick[input] < 0) {
+        return false;
+    }
+    tick = State().clockTick[input];
+    timeUs = State().clockTickTimeUs[input];
+    return true;
 }
 
 void TestPatternBackEnd::ListDevices(std::vector<CaptureDevice>& devices) {

@@ -37,4 +37,9 @@ public:
     static bool FreeRunning();
     static bool TakeInjectedFrame(int input, std::vector<std::uint8_t>& frame);
     static void ReleaseInput(int input);
+    // The 1/30 s tick an input read from the clock last, and when (steady microseconds), so
+    // that the other eye, grabbed moments later in the same master-clock tick, shows the
+    // same moment even when a tick boundary fell between the two grabs.
+    static void NoteClockTick(int input, std::int64_t tick, std::int64_t timeUs);
+    static bool LastClockTick(int input, std::int64_t& tick, std::int64_t& timeUs);
 };
