@@ -12,6 +12,7 @@ struct TestPatternState {
     bool plugged = true;
     std::uint64_t generation = 0;
     bool freeRunning = false;
+    bool streamingRefused = false;
     bool inputOpen[TestPatternBackEnd::kInputCount] = {};
     bool injected[TestPatternBackEnd::kInputCount] = {};
     std::vector<std::uint8_t> injectedFrame[TestPatternBackEnd::kInputCount];
@@ -48,6 +49,10 @@ void TestPatternBackEnd::InjectFrame(int input, std::vector<std::uint8_t> frame)
 }
 
 void TestPatternBackEnd::SetFreeRunning(bool freeRunning) { State().freeRunning = freeRunning; }
+
+void TestPatternBackEnd::SetStreamingRefused(bool refused) { State().streamingRefused = refused; }
+
+bool TestPatternBackEnd::StreamingRefused() { return State().streamingRefused; }
 
 std::uint64_t TestPatternBackEnd::PlugGeneration() { return State().generation; }
 

@@ -56,6 +56,11 @@ int TestPatternSource::Construct() {
 }
 
 int TestPatternSource::Start() {
+    if (TestPatternBackEnd::StreamingRefused()) {
+        CoreMachDebugLog("TestPatternSource: '%s' cannot stream: no bandwidth left\n",
+                         TestPatternBackEnd::kInputNames[mInput]);
+        return sgBandwidthErr;
+    }
     SceneStartMicroseconds();
     mStreaming = true;
     mLastTick = -1;  // the first grab delivers at once
