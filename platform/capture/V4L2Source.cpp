@@ -230,6 +230,26 @@ int V4L2Source::Stop() {
     return noErr;
 }
 
+int V4L2Source::Vanished(int err) {
+    mLost = true;
+    CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(), mPath.c_str(),
+                     std::strerror(-err));
+    return sgDeviceLostErr;
+}
+
+bool V4L2Source::Requeue(std::uint32_t index) {
+    int const err = QueueBuffer(index);
+    if (err != 0) {
+        if (IsVanished(err)) {
+            Vanished(err);
+            return false;
+        }
+        CoreMachDebugLog("V4L2Source: '%s': VIDIOC_QBUF of buffer %u failed: %s\n",
+                         mCameraName.c_str(), index, std::strerror(-err));
+    }
+    return true;
+}
+
 int V4L2Source::Grab(CaptureFrameHandler& handler) {
     if (mLost) {
         return sgDeviceLostErr;
@@ -249,22 +269,25 @@ int V4L2Source::Grab(CaptureFrameHandler& handler) {
         if (err != 0) {
             break;  // EAGAIN: nothing more is ready
         }
-        if (fHaveFrame) {
-            // An older frame nobody will look at: straight back to the driver.
-            if (int const qerr = QueueBuffer(newest.index); qerr != 0) {
-                err = qerr;
-                break;
+        if ((buffer.flags & V4L2_BUF_FLAG_ERROR) != 0 || buffer.index >= mBuffers.size()) {
+            // The driver saw the frame arrive damaged: drop it, keep the newest good one.
+            CoreMachDebugLog("V4L2Source: '%s': frame %u flagged as damaged, dropped\n",
+                             mCameraName.c_str(), buffer.sequence);
+            if (!Requeue(buffer.index)) {
+                return sgDeviceLostErr;
             }
+            continue;
+        }
+        // An older frame nobody will look at: straight back to the driver.
+        if (fHaveFrame && !Requeue(newest.index)) {
+            return sgDeviceLostErr;
         }
         newest = buffer;
         fHaveFrame = true;
     }
-    if (err != 0 && err != -EAGAIN) {
+    if (err != -EAGAIN) {
         if (IsVanished(err)) {
-            mLost = true;
-            CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(),
-                             mPath.c_str(), std::strerror(-err));
-            return sgDeviceLostErr;
+            return Vanished(err);
         }
         CoreMachDebugLog("V4L2Source: '%s': VIDIOC_DQBUF failed: %s\n", mCameraName.c_str(),
                          std::strerror(-err));
@@ -272,23 +295,12 @@ int V4L2Source::Grab(CaptureFrameHandler& handler) {
     if (!fHaveFrame) {
         return noErr;
     }
-    int result = noErr;
-    if ((newest.flags & V4L2_BUF_FLAG_ERROR) != 0 || newest.index >= mBuffers.size()) {
-        // The driver saw the frame arrive damaged: drop it, keep streaming.
-        CoreMachDebugLog("V4L2Source: '%s': frame %u flagged as damaged, dropped\n",
-                         mCameraName.c_str(), newest.sequence);
-    } else {
-        MappedBuffer const& mapped = mBuffers[newest.index];
-        std::size_t const size = std::min<std::size_t>(newest.bytesused, mapped.Length());
-        std::int64_t const timeUs =
-            std::int64_t{newest.timestamp.tv_sec} * 1000000 + newest.timestamp.tv_usec;
-        result = handler.OnFrame(mapped.Data(), size, timeUs);
-    }
-    err = QueueBuffer(newest.index);
-    if (err != 0 && IsVanished(err)) {
-        mLost = true;
-        CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(),
-                         mPath.c_str(), std::strerror(-err));
+    MappedBuffer const& mapped = mBuffers[newest.index];
+    std::size_t const size = std::min<std::size_t>(newest.bytesused, mapped.Length());
+    std::int64_t const timeUs =
+        std::int64_t{newest.timestamp.tv_sec} * 1000000 + newest.timestamp.tv_usec;
+    int const result = handler.OnFrame(mapped.Data(), size, timeUs);
+    if (!Requeue(newest.index)) {
         return sgDeviceLostErr;
     }
     return result;

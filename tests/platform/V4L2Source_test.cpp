@@ -291,6 +291,37 @@ TEST_F(V4L2SourceTest, GrabDeliversTheNewestReadyFrameAndRequeuesEveryBuffer) {
     EXPECT_EQ(mCamera.queued.size(), ReplayCamera::kBufferCount);
 }
 
+TEST_F(V4L2SourceTest, ADamagedFrameCostsOnlyItself) {
+    V4L2Source source;
+    ASSERT_EQ(Open(source), noErr);
+    ASSERT_EQ(source.Start(), noErr);
+    FrameCollector collector;
+    TestLogCapture log;
+
+    // A good frame, then a damaged one: the good one is still shown.
+    mCamera.Fill("good");
+    mCamera.Fill("damaged", V4L2_BUF_FLAG_ERROR);
+    EXPECT_EQ(source.Grab(collector), noErr);
+    EXPECT_EQ(collector.frames, std::vector<std::string>{"good"});
+    EXPECT_EQ(mCamera.queued.size(), ReplayCamera::kBufferCount);
+    EXPECT_TRUE(log.Contains("flagged as damaged, dropped"));
+
+    mCamera.Fill("damaged", V4L2_BUF_FLAG_ERROR);
+    EXPECT_EQ(source.Grab(collector), noErr);
+    EXPECT_EQ(collector.frames.size(), 1u);
+    EXPECT_EQ(mCamera.queued.size(), ReplayCamera::kBufferCount);
+
+    // A buffer the driver refuses to take back does not keep the newer one from it.
+    mCamera.Fill("older");
+    std::uint32_t const newer = mCamera.queued.front();
+    mCamera.Fill("newer");
+    mCamera.faults[VIDIOC_QBUF] = {EINVAL};
+    EXPECT_EQ(source.Grab(collector), noErr);
+    EXPECT_EQ(collector.frames.back(), "newer");
+    EXPECT_TRUE(mCamera.IsQueued(newer));
+    EXPECT_TRUE(log.Contains("VIDIOC_QBUF of buffer"));
+}
+
 TEST_F(V4L2SourceTest, AVanishedCameraEndsTheStream) {
     V4L2Source source;
     ASSERT_EQ(Open(source), noErr);
