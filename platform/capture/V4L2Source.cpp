@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 
@@ -202,12 +203,18 @@ int V4L2Source::Start() {
     }
     int const err = mStream.Start(mFd.Get());
     if (err == -ENOSPC) {
+        char rate[32] = "the driver's rate";  // when it was not asked for one
+        if (mFramesPerSecond > 0.0) {
+            std::snprintf(rate, sizeof(rate), "%.3g fps", mFramesPerSecond);
+        }
+        bool const fMJPEG = DecompressSequence::FormatPreference(mDescription.cType) == 0;
         CoreMachDebugLog(
-            "V4L2Source: '%s' cannot stream %s %dx%d at %.3g fps: its USB bus has no bandwidth "
-            "left. Another camera on the same bus takes the rest: plug the cameras into "
-            "different USB controllers, or have them send MJPEG or fewer frames a second.\n",
+            "V4L2Source: '%s' cannot stream %s %dx%d at %s: its USB bus has no bandwidth left. "
+            "Another camera on the same bus takes the rest: plug the cameras into different "
+            "USB controllers, or have them send %s.\n",
             mCameraName.c_str(), PixelFourCCText(mDescription.cType).c_str(), mDescription.width,
-            mDescription.height, mFramesPerSecond);
+            mDescription.height, rate,
+            fMJPEG ? "fewer frames a second" : "MJPEG or fewer frames a second");
         int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
         V4L2Ioctl(mFd.Get(), VIDIOC_STREAMOFF, &type);  // takes the queued buffers back
         return sgBandwidthErr;

@@ -354,4 +354,20 @@ TEST_F(V4L2SourceTest, ABusyCameraFailsTheOpenAndLeavesNothingOpen) {
     EXPECT_EQ(source.Start(), sgNotPreparedErr);
 }
 
+TEST_F(V4L2SourceTest, NoBandwidthAtStreamOnIsLoggedPlainlyAndCanBeTriedAgain) {
+    mCamera.timePerFrame = false;  // the driver keeps its own rate
+    V4L2Source source;
+    ASSERT_EQ(Open(source), noErr);
+    mCamera.faults[VIDIOC_STREAMON] = {ENOSPC};
+    TestLogCapture log;
+    EXPECT_EQ(source.Start(), sgBandwidthErr);
+    EXPECT_TRUE(
+        log.Contains("'USB Camera' cannot stream MJPG 640x480 at the driver's rate: its "
+                     "USB bus has no bandwidth left"))
+        << log.Lines();
+    EXPECT_TRUE(mCamera.queued.empty()) << "the queued buffers were taken back";
+    EXPECT_EQ(source.Start(), noErr);
+    EXPECT_EQ(mCamera.queued.size(), ReplayCamera::kBufferCount);
+}
+
 }  // namespace
