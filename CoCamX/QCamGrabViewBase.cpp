@@ -6,6 +6,7 @@
 #include <QStandardItemModel>
 
 #include "CoCamX/NSUICamMenuController.h"
+#include "CoreX/CoreMachDebugLog.h"
 #include "QClasses/QCameraGrabberBase.h"
 
 char const QCamGrabViewBase_CameraImage[] = "iSightCamera.png";
@@ -70,7 +71,13 @@ void QCamGrabViewBase::cameraOpen(QSizeF frameSize, QSizeF vdigSize) {
         frameRect.right = static_cast<std::int16_t>(frameSize.width());
         int const status = grabber->OpenInitialize(frameRect, k32ARGBPixelFormat, nullptr);
         if (status == noErr) {
-            grabber->StartRecord();
+            int err;
+            VERIFY_ERR(err = grabber->StartRecord());
+            if (err != noErr) {
+                // A camera that opens but cannot stream (its USB bus has no bandwidth left)
+                // is let go rather than held idle; Idle tries again after the period.
+                grabber->StopRecord();
+            }
         } else {
             // A camera missing at open time is not re-opened by itself: the user picks one.
             grabber->SetAutoOpenCameraPluggedIn(false, 10.0f);

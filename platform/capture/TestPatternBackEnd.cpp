@@ -12,9 +12,12 @@ struct TestPatternState {
     bool plugged = true;
     std::uint64_t generation = 0;
     bool freeRunning = false;
+    bool streamingRefused = false;
     bool inputOpen[TestPatternBackEnd::kInputCount] = {};
     bool injected[TestPatternBackEnd::kInputCount] = {};
     std::vector<std::uint8_t> injectedFrame[TestPatternBackEnd::kInputCount];
+    std::int64_t clockTick[TestPatternBackEnd::kInputCount] = {-1, -1};
+    std::int64_t clockTickTimeUs[TestPatternBackEnd::kInputCount] = {};
 };
 
 TestPatternState& State() {
@@ -47,6 +50,10 @@ void TestPatternBackEnd::InjectFrame(int input, std::vector<std::uint8_t> frame)
 
 void TestPatternBackEnd::SetFreeRunning(bool freeRunning) { State().freeRunning = freeRunning; }
 
+void TestPatternBackEnd::SetStreamingRefused(bool refused) { State().streamingRefused = refused; }
+
+bool TestPatternBackEnd::StreamingRefused() { return State().streamingRefused; }
+
 std::uint64_t TestPatternBackEnd::PlugGeneration() { return State().generation; }
 
 bool TestPatternBackEnd::FreeRunning() { return State().freeRunning; }
@@ -63,7 +70,24 @@ bool TestPatternBackEnd::TakeInjectedFrame(int input, std::vector<std::uint8_t>&
 void TestPatternBackEnd::ReleaseInput(int input) {
     if (IsValidInput(input)) {
         State().inputOpen[input] = false;
+        State().clockTick[input] = -1;
     }
+}
+
+void TestPatternBackEnd::NoteClockTick(int input, std::int64_t tick, std::int64_t timeUs) {
+    if (IsValidInput(input)) {
+        State().clockTick[input] = tick;
+        State().clockTickTimeUs[input] = timeUs;
+    }
+}
+
+bool TestPatternBackEnd::LastClockTick(int input, std::int64_t& tick, std::int64_t& timeUs) {
+    if (!IsValidInput(input) || State().clockTick[input] < 0) {
+        return false;
+    }
+    tick = State().clockTick[input];
+    timeUs = State().clockTickTimeUs[input];
+    return true;
 }
 
 void TestPatternBackEnd::ListDevices(std::vector<CaptureDevice>& devices) {

@@ -26,6 +26,9 @@ public:
     static void InjectFrame(int input, std::vector<std::uint8_t> frame);
     // Every grab renders a new picture rather than one per 1/30 s (for benchmarks).
     static void SetFreeRunning(bool freeRunning);
+    // Inputs open but refuse to start streaming (sgBandwidthErr), as a camera does whose USB
+    // bus has no bandwidth left.
+    static void SetStreamingRefused(bool refused);
 
     void ListDevices(std::vector<CaptureDevice>& devices) override;
     int OpenInput(CaptureDevice const& device, int input, int width, int height,
@@ -35,6 +38,12 @@ public:
     // The sources' side of the shared state.
     static std::uint64_t PlugGeneration();  // changes at every unplug
     static bool FreeRunning();
+    static bool StreamingRefused();
     static bool TakeInjectedFrame(int input, std::vector<std::uint8_t>& frame);
     static void ReleaseInput(int input);
+    // The 1/30 s tick an input read from the clock last, and when (steady microseconds), so
+    // that the other eye, grabbed moments later in the same master-clock tick, shows the
+    // same moment even when a tick boundary fell between the two grabs.
+    static void NoteClockTick(int input, std::int64_t tick, std::int64_t timeUs);
+    static bool LastClockTick(int input, std::int64_t& tick, std::int64_t& timeUs);
 };

@@ -12,6 +12,8 @@ namespace {
 
 constexpr int kFramesPerSecond = 30;
 constexpr int kJPEGQuality = 85;
+// Grabs of the two eyes closer together than half a frame belong to one master-clock tick.
+constexpr std::int64_t kPairWindowUs = 1000000 / kFramesPerSecond / 2;
 
 std::int64_t NowMicroseconds() {
     return std::chrono::duration_cast<std::chrono::microseconds>(
@@ -54,6 +56,11 @@ int TestPatternSource::Construct() {
 }
 
 int TestPatternSource::Start() {
+    if (TestPatternBackEnd::StreamingRefused()) {
+        CoreMachDebugLog("TestPatternSource: '%s' cannot stream: no bandwidth left\n",
+                         TestPatternBackEnd::kInputNames[mInput]);
+        return sgBandwidthErr;
+    }
     SceneStartMicroseconds();
     mStreaming = true;
     mLastTick = -1;  // the first grab delivers at once
@@ -99,10 +106,20 @@ int TestPatternSource::Grab(CaptureFrameHandler& handler) {
     if (TestPatternBackEnd::TakeInjectedFrame(mInput, mInjected)) {
         return handler.OnFrame(mInjected.data(), mInjected.size(), now);
     }
-    // Both eyes render the scene at the same tick of the same clock, so a pair of frames
-    // grabbed in one tick shows one moment.
+    // Both eyes render the scene at the ticks of one clock. A tick boundary can fall between
+    // the two grabs of one master-clock tick: the eye grabbed second then shows the moment
+    // the first one read, not the next, so the pair never differs in time.
     std::int64_t const sinceStart = now - SceneStartMicroseconds();
-    std::int64_t const tick = sinceStart * kFramesPerSecond / 1000000;
+    std::int64_t tick = sinceStart * kFramesPerSecond / 1000000;
+    std::int64_t otherTick = 0;
+    std::int64_t otherTimeUs = 0;
+    int const otherInput = 1 - mInput;
+    if (TestPatternBackEnd::LastClockTick(otherInput, otherTick, otherTimeUs) &&
+        now - otherTimeUs < kPairWindowUs && otherTick < tick) {
+        tick = otherTick;
+    } else {
+        TestPatternBackEnd::NoteClockTick(mInput, tick, now);
+    }
     bool const freeRunning = TestPatternBackEnd::FreeRunning();
     if (!freeRunning && tick <= mLastTick) {
         return noErr;
@@ -115,5 +132,8 @@ int TestPatternSource::Grab(CaptureFrameHandler& handler) {
     if (err != noErr) {
         return err;
     }
-    return handler.OnFrame(mJPEG.data(), size, now);
+    // The frame's time is the moment it shows.
+    std::int64_t const shownUs =
+        freeRunning ? now : SceneStartMicroseconds() + tick * 1000000 / kFramesPerSecond;
+    return handler.OnFrame(mJPEG.data(), size, shownUs);
 }

@@ -85,6 +85,13 @@ void SizesOf(V4L2FormatAnswers const& format, std::uint32_t width, std::uint32_t
             largest = size;
         }
     };
+    if (format.sizes.empty()) {
+        // Listing frame sizes is optional: capture cards (bttv, saa7134, cx88) answer
+        // VIDIOC_ENUM_FRAMESIZES with ENOTTY and take any size VIDIOC_S_FMT asks for,
+        // adjusting it to what they can.
+        consider({width, height});
+        return;
+    }
     for (v4l2_frmsizeenum const& size : format.sizes) {
         if (size.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
             consider({size.discrete.width, size.discrete.height});

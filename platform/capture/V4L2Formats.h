@@ -32,8 +32,9 @@ std::vector<v4l2_frmivalenum> EnumerateIntervals(int fd, std::uint32_t pixelForm
 
 // The format and size to ask for: among formats the decompressor handles, the most preferred
 // one that has a size covering width x height, at its smallest such size; when no size
-// covers the request, the most preferred format at its largest size. False when the camera
-// offers nothing that can be decoded.
+// covers the request, the most preferred format at its largest size. A format that lists no
+// sizes is asked for width x height (the driver adjusts it). False when the camera offers
+// nothing that can be decoded.
 bool ChooseFormat(std::vector<V4L2FormatAnswers> const& formats, std::uint32_t width,
                   std::uint32_t height, V4L2FormatChoice& choice);
 

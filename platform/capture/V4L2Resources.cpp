@@ -7,10 +7,19 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 
+namespace {
+
+V4L2IoctlFunction sIoctlFunction = nullptr;
+
+}  // namespace
+
+void SetV4L2IoctlFunction(V4L2IoctlFunction function) { sIoctlFunction = function; }
+
 int V4L2Ioctl(int fd, unsigned long request, void* arg) {
     int result;
     do {
-        result = ::ioctl(fd, request, arg);
+        result = sIoctlFunction != nullptr ? sIoctlFunction(fd, request, arg)
+                                           : ::ioctl(fd, request, arg);
     } while (result == -1 && errno == EINTR);
     return result == -1 ? -errno : 0;
 }

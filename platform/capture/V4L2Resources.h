@@ -12,6 +12,11 @@
 // since it knows what it was doing.
 int V4L2Ioctl(int fd, unsigned long request, void* arg);
 
+// Where V4L2Ioctl sends its requests: the kernel, unless a test replays a camera's recorded
+// answers through a function that answers as ioctl(2) does (-1 with errno). Null: the kernel.
+using V4L2IoctlFunction = int (*)(int fd, unsigned long request, void* arg);
+void SetV4L2IoctlFunction(V4L2IoctlFunction function);
+
 class ScopedFd {
 public:
     ScopedFd() = default;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 
@@ -202,12 +203,18 @@ int V4L2Source::Start() {
     }
     int const err = mStream.Start(mFd.Get());
     if (err == -ENOSPC) {
+        char rate[32] = "the driver's rate";  // when it was not asked for one
+        if (mFramesPerSecond > 0.0) {
+            std::snprintf(rate, sizeof(rate), "%.3g fps", mFramesPerSecond);
+        }
+        bool const fMJPEG = DecompressSequence::FormatPreference(mDescription.cType) == 0;
         CoreMachDebugLog(
-            "V4L2Source: '%s' cannot stream %s %dx%d at %.3g fps: its USB bus has no bandwidth "
-            "left. Another camera on the same bus takes the rest: plug the cameras into "
-            "different USB controllers, or have them send MJPEG or fewer frames a second.\n",
+            "V4L2Source: '%s' cannot stream %s %dx%d at %s: its USB bus has no bandwidth left. "
+            "Another camera on the same bus takes the rest: plug the cameras into different "
+            "USB controllers, or have them send %s.\n",
             mCameraName.c_str(), PixelFourCCText(mDescription.cType).c_str(), mDescription.width,
-            mDescription.height, mFramesPerSecond);
+            mDescription.height, rate,
+            fMJPEG ? "fewer frames a second" : "MJPEG or fewer frames a second");
         int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
         V4L2Ioctl(mFd.Get(), VIDIOC_STREAMOFF, &type);  // takes the queued buffers back
         return sgBandwidthErr;
@@ -230,6 +237,26 @@ int V4L2Source::Stop() {
     return noErr;
 }
 
+int V4L2Source::Vanished(int err) {
+    mLost = true;
+    CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(), mPath.c_str(),
+                     std::strerror(-err));
+    return sgDeviceLostErr;
+}
+
+bool V4L2Source::Requeue(std::uint32_t index) {
+    int const err = QueueBuffer(index);
+    if (err != 0) {
+        if (IsVanished(err)) {
+            Vanished(err);
+            return false;
+        }
+        CoreMachDebugLog("V4L2Source: '%s': VIDIOC_QBUF of buffer %u failed: %s\n",
+                         mCameraName.c_str(), index, std::strerror(-err));
+    }
+    return true;
+}
+
 int V4L2Source::Grab(CaptureFrameHandler& handler) {
     if (mLost) {
         return sgDeviceLostErr;
@@ -249,22 +276,25 @@ int V4L2Source::Grab(CaptureFrameHandler& handler) {
         if (err != 0) {
             break;  // EAGAIN: nothing more is ready
         }
-        if (fHaveFrame) {
-            // An older frame nobody will look at: straight back to the driver.
-            if (int const qerr = QueueBuffer(newest.index); qerr != 0) {
-                err = qerr;
-                break;
+        if ((buffer.flags & V4L2_BUF_FLAG_ERROR) != 0 || buffer.index >= mBuffers.size()) {
+            // The driver saw the frame arrive damaged: drop it, keep the newest good one.
+            CoreMachDebugLog("V4L2Source: '%s': frame %u flagged as damaged, dropped\n",
+                             mCameraName.c_str(), buffer.sequence);
+            if (!Requeue(buffer.index)) {
+                return sgDeviceLostErr;
             }
+            continue;
+        }
+        // An older frame nobody will look at: straight back to the driver.
+        if (fHaveFrame && !Requeue(newest.index)) {
+            return sgDeviceLostErr;
         }
         newest = buffer;
         fHaveFrame = true;
     }
-    if (err != 0 && err != -EAGAIN) {
+    if (err != -EAGAIN) {
         if (IsVanished(err)) {
-            mLost = true;
-            CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(),
-                             mPath.c_str(), std::strerror(-err));
-            return sgDeviceLostErr;
+            return Vanished(err);
         }
         CoreMachDebugLog("V4L2Source: '%s': VIDIOC_DQBUF failed: %s\n", mCameraName.c_str(),
                          std::strerror(-err));
@@ -272,23 +302,12 @@ int V4L2Source::Grab(CaptureFrameHandler& handler) {
     if (!fHaveFrame) {
         return noErr;
     }
-    int result = noErr;
-    if ((newest.flags & V4L2_BUF_FLAG_ERROR) != 0 || newest.index >= mBuffers.size()) {
-        // The driver saw the frame arrive damaged: drop it, keep streaming.
-        CoreMachDebugLog("V4L2Source: '%s': frame %u flagged as damaged, dropped\n",
-                         mCameraName.c_str(), newest.sequence);
-    } else {
-        MappedBuffer const& mapped = mBuffers[newest.index];
-        std::size_t const size = std::min<std::size_t>(newest.bytesused, mapped.Length());
-        std::int64_t const timeUs =
-            std::int64_t{newest.timestamp.tv_sec} * 1000000 + newest.timestamp.tv_usec;
-        result = handler.OnFrame(mapped.Data(), size, timeUs);
-    }
-    err = QueueBuffer(newest.index);
-    if (err != 0 && IsVanished(err)) {
-        mLost = true;
-        CoreMachDebugLog("V4L2Source: '%s' (%s) has vanished: %s\n", mCameraName.c_str(),
-                         mPath.c_str(), std::strerror(-err));
+    MappedBuffer const& mapped = mBuffers[newest.index];
+    std::size_t const size = std::min<std::size_t>(newest.bytesused, mapped.Length());
+    std::int64_t const timeUs =
+        std::int64_t{newest.timestamp.tv_sec} * 1000000 + newest.timestamp.tv_usec;
+    int const result = handler.OnFrame(mapped.Data(), size, timeUs);
+    if (!Requeue(newest.index)) {
         return sgDeviceLostErr;
     }
     return result;

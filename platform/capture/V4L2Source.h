@@ -35,6 +35,9 @@ private:
     int Fail(char const* what, int err);  // logs, maps -errno to a status code
     void SetFrameRate();
     int QueueBuffer(std::uint32_t index);
+    // Gives a buffer back to the driver; false when the camera has vanished (logged).
+    bool Requeue(std::uint32_t index);
+    int Vanished(int err);  // marks the camera lost, logs; sgDeviceLostErr
 
     std::string mPath;
     std::string mCameraName;

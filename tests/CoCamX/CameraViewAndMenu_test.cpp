@@ -156,6 +156,28 @@ TEST_F(CameraMenuTest, NoCameraAtOpenLeavesOnlyNoCameraMarkedAndNoReopening) {
     EXPECT_EQ(eye.Checked(), QStringList{"No Camera"});
 }
 
+double sFakeMicroseconds = 0.0;
+
+TEST_F(CameraMenuTest, ACameraThatOpensButCannotStreamIsLetGoAndTriedAgain) {
+    sFakeMicroseconds = 1e9;
+    QCameraGrabberBase::SetMicrosecondsClock([] { return sFakeMicroseconds; });
+    TestPatternBackEnd::SetStreamingRefused(true);
+    Eye eye;
+    eye.view.cameraOpen(kFrameSize, kFrameSize);
+    TestPatternBackEnd::SetStreamingRefused(false);
+    SGChannel* const afterOpen = eye.grabber().mVideoChannel;
+    bool const autoOpen = eye.grabber().mAutoOpenCameraPluggedIn;
+
+    // Once the bus has room, the next period's attempt streams.
+    sFakeMicroseconds += 1.1e6;
+    eye.view.cameraTimer(nullptr);
+    QCameraGrabberBase::SetMicrosecondsClock(nullptr);
+    EXPECT_EQ(afterOpen, nullptr) << "a camera that does not stream is not held";
+    EXPECT_TRUE(autoOpen);
+    ASSERT_NE(eye.grabber().mVideoChannel, nullptr);
+    EXPECT_EQ(eye.grabber().GetFrameStatistics().framesDecoded, 1u);
+}
+
 TEST_F(CameraMenuTest, NextAndPreviousCameraStepThroughTheListWithoutWrapping) {
     Eye eye;
     eye.view.cameraOpen(kFrameSize, kFrameSize);

@@ -112,6 +112,19 @@ TEST(V4L2Formats, StepwiseSizesAndUndecodableCameras) {
     EXPECT_FALSE(V4L2Formats::ChooseFormat({}, 640, 480, choice));
 }
 
+TEST(V4L2Formats, CaptureCardsThatListNoSizesAreAskedForTheRequest) {
+    // bttv with several inputs: VIDIOC_ENUM_FRAMESIZES is ENOTTY for every format.
+    std::vector<V4L2FormatAnswers> const bttv = {Format(kCodecGrey, "8 bpp, gray", {}),
+                                                 Format(kCodecBGR24, "24 bpp RGB, le", {}),
+                                                 Format(kCodecYUYV, "4:2:2, packed, YUYV", {}),
+                                                 Format(kCodecUYVY, "4:2:2, packed, UYVY", {})};
+    V4L2FormatChoice choice;
+    ASSERT_TRUE(V4L2Formats::ChooseFormat(bttv, 640, 480, choice));
+    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
+    EXPECT_EQ(choice.width, 640u);
+    EXPECT_EQ(choice.height, 480u);
+}
+
 std::vector<v4l2_frmivalenum> Intervals(std::vector<v4l2_fract> fractions) {
     std::vector<v4l2_frmivalenum> intervals;
     for (v4l2_fract const& fraction : fractions) {
