@@ -4,6 +4,7 @@
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "CoreX/CorePString.h"
+#include "platform/capture/TestPatternBackEnd.h"
 
 namespace {
 
@@ -287,14 +288,14 @@ int QCameraGrabberBase::Idle() {
     mAutoOpenRetryElapsed = Microseconds();
     int err = noErr;
     if (!mLostCameraName.empty()) {
-        // A grabber that lost a camera waits for that camera to come back, rather than
-        // taking whatever opens first (with the built-in test pattern listed, something
-        // always does, and the real camera would never be picked up again).
+        // A grabber that lost a camera takes that camera back when it returns, and until
+        // then only another real camera: with the built-in test pattern listed, the default
+        // camera always opens, and the real camera would never be picked up again. (A camera
+        // can also come back under another name: one of two identical cameras is named
+        // by its USB port only while its twin is plugged in.)
         Camera lost;
-        if (!GetCameraNamed(mLostCameraName, lost)) {
-            return noErr;
-        }
-        err = OpenCameraInput(&lost);
+        err = GetCameraNamed(mLostCameraName, lost) ? OpenCameraInput(&lost)
+                                                    : OpenFirstCameraExceptTestPattern();
     } else {
         err = OpenCameraInput(nullptr);
     }
@@ -302,6 +303,23 @@ int QCameraGrabberBase::Idle() {
         return err;  // tried again after the next period
     }
     return mComponent->Idle();
+}
+
+int QCameraGrabberBase::OpenFirstCameraExceptTestPattern() {
+    QSGDeviceList list;
+    if (!GetCameraInputList(list)) {
+        return noErr;
+    }
+    Camera camera;
+    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
+        if (PStr63ToString(camera.deviceName) == TestPatternBackEnd::kDeviceName) {
+            continue;
+        }
+        if (OpenCameraInput(&camera) == noErr && mVideoChannel != nullptr) {
+            return noErr;
+        }
+    }
+    return noErr;  // none free yet: the next period looks again
 }
 
 bool QCameraGrabberBase::GetCameraNamed(std::string const& name, Camera& camera) {

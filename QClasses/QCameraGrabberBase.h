@@ -115,6 +115,9 @@ private:
     SGChannel* VideoChannel() const { return mVideoChannel; }
     // The camera of that input name in the current list, found without a channel.
     bool GetCameraNamed(std::string const& name, Camera& camera);
+    // Opens the first camera in walk order that opens now, passing over the built-in test
+    // pattern; noErr also when none does.
+    int OpenFirstCameraExceptTestPattern();
 
     // The input name of the camera last opened, and of the one that vanished while open
     // (empty once a camera opens again).
