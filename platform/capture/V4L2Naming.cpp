@@ -21,15 +21,37 @@ std::uint32_t CapsOf(v4l2_capability const& capability) {
 }
 
 // `head` cut so that `head + tail` fits; the tail (port, input) is what tells cameras apart.
-std::string Fit(std::string head, std::string const& tail) {
-    std::size_t const room = tail.size() >= kMaxNameLength ? 0 : kMaxNameLength - tail.size();
-    if (head.size() > room) {
-        head.resize(room);
-        while (!head.empty() && head.back() == ' ') {
-            head.pop_back();
+// Cuts UTF-8 text to at most `length` bytes without splitting a character (the menu shows
+// names as UTF-8 and matches them back; half a character would never match). Text that
+// arrived already cut inside a character (the kernel keeps 32 bytes of a card name) loses
+// that partial character too.
+std::string CutUTF8(std::string text, std::size_t length) {
+    if (text.size() > length) {
+        text.resize(length);
+    }
+    // Walk back over continuation bytes to the last lead byte and keep its character only
+    // when it is complete.
+    std::size_t lead = text.size();
+    while (lead > 0 && (static_cast<unsigned char>(text[lead - 1]) & 0xC0) == 0x80) {
+        --lead;
+    }
+    if (lead > 0) {
+        unsigned char const first = static_cast<unsigned char>(text[lead - 1]);
+        std::size_t const needed = first < 0x80 ? 1 : first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+        if (text.size() - (lead - 1) < needed) {
+            text.resize(lead - 1);
         }
     }
-    return (head + tail).substr(0, kMaxNameLength);
+    return text;
+}
+
+std::string Fit(std::string head, std::string const& tail) {
+    std::size_t const room = tail.size() >= kMaxNameLength ? 0 : kMaxNameLength - tail.size();
+    head = CutUTF8(std::move(head), room);
+    while (!head.empty() && head.back() == ' ') {
+        head.pop_back();
+    }
+    return CutUTF8(head + tail, kMaxNameLength);
 }
 
 // The bracketed part of a device's name at each level of detail.

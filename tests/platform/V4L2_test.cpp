@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QByteArray>
+#include <QString>
+
 #include "platform/capture/V4L2BackEnd.h"
 #include "platform/capture/V4L2Formats.h"
 #include "platform/capture/V4L2Naming.h"
@@ -269,6 +272,32 @@ TEST(V4L2Naming, SeveralInputsAreNamedAndLongNamesKeepTheirPort) {
     EXPECT_NE(cut[0].inputs[0], cut[0].inputs[1]);
     EXPECT_NE(cut[0].inputs[1].find("[1.2.3.4] - Second Input Of Many"), std::string::npos);
     EXPECT_NE(cut[0].name, cut[1].name);
+}
+
+bool IsWholeUTF8(std::string const& text) {
+    QByteArray const bytes(text.data(), static_cast<int>(text.size()));
+    return QString::fromUtf8(bytes).toUtf8() == bytes;
+}
+
+TEST(V4L2Naming, NamesAreCutBetweenCharactersNeverInsideOne) {
+    // The kernel keeps 32 bytes of a card name, which can end inside a character ("é" is
+    // two bytes); a long name cut to fit can too.
+    std::string const accented = "Caméra Logitech intégrée ééééé";  // 31 bytes then cut
+    std::string card = accented + "\xC3";
+    std::vector<V4L2NodeAnswers> const nodes = {
+        Node(0, "uvcvideo", card.c_str(), "usb-0000:00:14.0-1", kCapture,
+             {"Entrée très très très longue"}),
+        Node(2, "uvcvideo", card.c_str(), "usb-0000:00:14.0-2", kCapture,
+             {"Entrée très très très longue", "Deuxième entrée très longue"})};
+    std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
+    ASSERT_EQ(devices.size(), 2u);
+    for (CaptureDevice const& device : devices) {
+        EXPECT_TRUE(IsWholeUTF8(device.name)) << device.name;
+        for (std::string const& input : device.inputs) {
+            EXPECT_LE(input.size(), 63u);
+            EXPECT_TRUE(IsWholeUTF8(input)) << input;
+        }
+    }
 }
 
 TEST(V4L2Naming, PortOfBusInfo) {
