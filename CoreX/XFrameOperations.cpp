@@ -2,6 +2,7 @@
 // truncating byte loops, and the resize entries.
 
 #include "CoreX/XFrameOperations.h"
+#include "CoreX/XFrameRows.h"
 
 #include <cstring>
 
@@ -24,16 +25,9 @@ struct XFrameGeometry {
     int32_t rowBytes;
 };
 
-bool IsUsable(XFrameBuffer const& frame) {
-    return frame.Pixels != nullptr && frame.Width > 0 && frame.Height > 0 &&
-           frame.BytesPerPixel > 0;
-}
-
-uint8_t* Row(XFrameBuffer const& frame, int32_t y) {
-    return frame.Pixels + intptr_t(y) * frame.RowBytes;
-}
-
-int32_t RowLength(XFrameBuffer const& frame) { return frame.Width * frame.BytesPerPixel; }
+using XFrameRows::IsUsable;
+using XFrameRows::Row;
+using XFrameRows::RowLength;
 
 bool DeinterlaceArgumentsOk(XFrameBuffer const& src, XFrameBuffer const& dst) {
     return IsUsable(src) && src.SameGeometry(dst) && dst.Pixels != nullptr && (src.Height % 2) == 0;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "CoreX/XFrameOperations.h"
+#include "CoreX/XFrameRows.h"
 #include "CoreX/XFrameRowKernels.h"
 
 namespace {
@@ -23,16 +24,9 @@ bool RowBytesAligned(XFrameBuffer const& frame) {
     return (frame.RowBytes % int32_t(kVectorAlignment)) == 0;
 }
 
-bool IsUsable(XFrameBuffer const& frame) {
-    return frame.Pixels != nullptr && frame.Width > 0 && frame.Height > 0 &&
-           frame.BytesPerPixel > 0;
-}
-
-uint8_t* Row(XFrameBuffer const& frame, int32_t y) {
-    return frame.Pixels + intptr_t(y) * frame.RowBytes;
-}
-
-int32_t RowLength(XFrameBuffer const& frame) { return frame.Width * frame.BytesPerPixel; }
+using XFrameRows::IsUsable;
+using XFrameRows::Row;
+using XFrameRows::RowLength;
 
 // Same geometry, usable frames, aligned rows: what every two-frame vector form needs.
 bool SameGeometryAligned(XFrameBuffer const& src, XFrameBuffer const& dst) {
