@@ -2,11 +2,11 @@
 // truncating byte loops, and the resize entries.
 
 #include "CoreX/XFrameOperations.h"
-#include "CoreX/XFrameRows.h"
 
 #include <cstring>
 
 #include "CoreX/CoreMachDebugLog.h"
+#include "CoreX/XFrameRows.h"
 
 namespace {
 
@@ -192,11 +192,7 @@ bool XFrame_BlendFields_TypeB_Portable(XFrameBuffer const& src, XFrameBuffer& ds
     if (!DeinterlaceArgumentsOk(src, dst)) {
         return false;
     }
-    int32_t const length = RowLength(src);
-    for (int32_t y = 0; y + 1 < src.Height; y += 2) {
-        AverageTruncate(Row(src, y), Row(src, y + 1), Row(dst, y), length);
-        std::memcpy(Row(dst, y + 1), Row(dst, y), size_t(length));
-    }
+    XFrameRows::AveragePairsOfRows(src, dst, AverageTruncate);
     return true;
 }
 
@@ -209,19 +205,7 @@ bool XFrame_OneFieldOnly_Portable(XFrameBuffer const& src, XFrameBuffer& dst, in
     if ((field != 0 && field != 1) || !DeinterlaceArgumentsOk(src, dst)) {
         return false;
     }
-    int32_t const length = RowLength(src);
-    int32_t const fieldRows = src.Height / 2;
-    // As the vector form: rows 2k + field and 2k + 2 + field are read before rows 2k and
-    // 2k + 1 are written, so this may run in place.
-    for (int32_t k = 0; k < fieldRows; ++k) {
-        uint8_t const* current = Row(src, 2 * k + field);
-        uint8_t const* next = Row(src, 2 * (k + 1 < fieldRows ? k + 1 : k) + field);
-        if (Row(dst, 2 * k) != current) {
-            std::memmove(Row(dst, 2 * k), current, size_t(length));
-            current = Row(dst, 2 * k);
-        }
-        AverageTruncate(current, next, Row(dst, 2 * k + 1), length);
-    }
+    XFrameRows::RebuildFromOneField(src, dst, field, AverageTruncate);
     return true;
 }
 

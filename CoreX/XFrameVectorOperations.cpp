@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "CoreX/XFrameOperations.h"
-#include "CoreX/XFrameRows.h"
 #include "CoreX/XFrameRowKernels.h"
+#include "CoreX/XFrameRows.h"
 
 namespace {
 
@@ -78,12 +78,7 @@ bool XFrame_BlendFields_TypeB_Altivec(XFrameBuffer const& src, XFrameBuffer& dst
     if (!DeinterlaceArgumentsOk(src, dst)) {
         return false;
     }
-    XFrameRowKernels const& kernels = XFrameCurrentRowKernels();
-    int32_t const length = RowLength(src);
-    for (int32_t y = 0; y + 1 < src.Height; y += 2) {
-        kernels.AverageRound(Row(src, y), Row(src, y + 1), Row(dst, y), length);
-        std::memcpy(Row(dst, y + 1), Row(dst, y), size_t(length));
-    }
+    XFrameRows::AveragePairsOfRows(src, dst, XFrameCurrentRowKernels().AverageRound);
     return true;
 }
 
@@ -91,20 +86,7 @@ bool XFrame_OneFieldOnly_Altivec(XFrameBuffer const& src, XFrameBuffer& dst, int
     if ((field != 0 && field != 1) || !DeinterlaceArgumentsOk(src, dst)) {
         return false;
     }
-    XFrameRowKernels const& kernels = XFrameCurrentRowKernels();
-    int32_t const length = RowLength(src);
-    int32_t const fieldRows = src.Height / 2;
-    // Field row k is source row 2k + field. Reading rows 2k + field and 2k + 2 + field before
-    // rows 2k and 2k + 1 are written keeps this correct in place.
-    for (int32_t k = 0; k < fieldRows; ++k) {
-        uint8_t const* current = Row(src, 2 * k + field);
-        uint8_t const* next = Row(src, 2 * (k + 1 < fieldRows ? k + 1 : k) + field);
-        if (Row(dst, 2 * k) != current) {
-            std::memmove(Row(dst, 2 * k), current, size_t(length));
-            current = Row(dst, 2 * k);
-        }
-        kernels.AverageRound(current, next, Row(dst, 2 * k + 1), length);
-    }
+    XFrameRows::RebuildFromOneField(src, dst, field, XFrameCurrentRowKernels().AverageRound);
     return true;
 }
 
