@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "platform/imaging/CIColorMatrix.h"
+#include "platform/imaging/CIColorMap.h"
 
 CIExposureAdjustFilter::CIExposureAdjustFilter()
     : CIFilter(kName, {kCIInputImageKey, kInputEVKey}) {}
@@ -26,5 +26,5 @@ QVariantMap CIExposureAdjustFilter::classAttributes() {
 CIImage CIExposureAdjustFilter::outputImage() const {
     double const gain = std::exp2(numberForKey(kInputEVKey));
     return imageForKey(kCIInputImageKey)
-        .imageByApplyingColorMatrix(CIColorMatrix::scale(gain, gain, gain));
+        .imageByApplyingColorMap(CIColorMap::linearGain(gain, gain, gain));
 }

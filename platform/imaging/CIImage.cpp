@@ -2,11 +2,12 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "CoreX/CoreMachDebugLog.h"
-#include "platform/imaging/CIColorMatrix.h"
-#include "platform/imaging/CIColorMatrixNode.h"
+#include "platform/imaging/CIColorMap.h"
+#include "platform/imaging/CIColorMapNode.h"
 #include "platform/imaging/CICropNode.h"
 #include "platform/imaging/CISourceNode.h"
 #include "platform/imaging/CITransformNode.h"
@@ -90,12 +91,12 @@ CIImage CIImage::imageByApplyingTransform(QTransform const& transform) const {
         // Input -> inner transform -> this transform, as one.
         return CIImage(inner->input()).imageByApplyingTransform(inner->transform() * transform);
     }
-    if (auto const* colour = dynamic_cast<CIColorMatrixNode const*>(mNode.get())) {
+    if (auto const* colour = dynamic_cast<CIColorMapNode const*>(mNode.get())) {
         if (CITransformNode::isPixelExact(transform)) {
             // Moving whole pixels commutes exactly with a per-pixel colour map.
             return CIImage(colour->input())
                 .imageByApplyingTransform(transform)
-                .imageByApplyingColorMatrix(colour->matrix());
+                .imageByApplyingColorMap(colour->map());
         }
     }
     return CIImage(std::make_shared<CITransformNode>(mNode, transform));
@@ -118,14 +119,19 @@ CIImage CIImage::imageByCroppingToRect(QRectF const& rect) const {
 }
 
 CIImage CIImage::imageByApplyingColorMatrix(CIColorMatrix const& matrix) const {
-    if (!mNode || matrix.isIdentity()) {
+    return imageByApplyingColorMap(CIColorMap::matrix(matrix));
+}
+
+CIImage CIImage::imageByApplyingColorMap(CIColorMap const& map) const {
+    if (!mNode || map.isIdentity()) {
         return *this;
     }
-    if (auto const* inner = dynamic_cast<CIColorMatrixNode const*>(mNode.get())) {
-        return CIImage(inner->input())
-            .imageByApplyingColorMatrix(inner->matrix().followedBy(matrix));
+    if (auto const* inner = dynamic_cast<CIColorMapNode const*>(mNode.get())) {
+        if (std::optional<CIColorMap> const both = inner->map().followedBy(map)) {
+            return CIImage(inner->input()).imageByApplyingColorMap(*both);
+        }
     }
-    return CIImage(std::make_shared<CIColorMatrixNode>(mNode, matrix));
+    return CIImage(std::make_shared<CIColorMapNode>(mNode, map));
 }
 
 QString CIImage::description() const { return mNode ? mNode->description() : QString("empty"); }

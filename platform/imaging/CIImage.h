@@ -18,6 +18,7 @@
 #include <QString>
 #include <QTransform>
 
+class CIColorMap;
 class CIColorMatrix;
 class CIImageNode;
 
@@ -48,11 +49,12 @@ public:
     CIImage imageByApplyingTransform(QTransform const& transform) const;
     // The pixels whose centres lie in `rect`; the empty image when none do.
     CIImage imageByCroppingToRect(QRectF const& rect) const;
-    // The image with `matrix` applied to every pixel; consecutive colour maps compose into
-    // one (the fused colour pass), and an identity map gives this image back.
+    // The image with `map` applied to every pixel; consecutive colour maps compose into one
+    // where they can (the fused colour pass), and an identity map gives this image back.
+    CIImage imageByApplyingColorMap(CIColorMap const& map) const;
     CIImage imageByApplyingColorMatrix(CIColorMatrix const& matrix) const;
 
-    // The recipe as text, e.g. "crop(0,0 640x480, colorMatrix([...], source(640x480)))".
+    // The recipe as text, e.g. "crop(0,0 640x480, colorMap([...], source(640x480)))".
     QString description() const;
 
     // Two images are equal when they are the same recipe (one is a copy of the other).

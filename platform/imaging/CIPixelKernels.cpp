@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/imaging/CIColorMatrix.h"
+#include "platform/imaging/CIColorMap.h"
+#include "platform/imaging/CIColorMapPixel.h"
 
 namespace {
 
@@ -12,6 +13,15 @@ bool sForceReference = false;
 bool CPUHasSSE2() {
 #if defined(CI_HAVE_SSE2)
     static bool const sHas = __builtin_cpu_supports("sse2");
+    return sHas;
+#else
+    return false;
+#endif
+}
+
+bool CPUHasAVX2() {
+#if defined(CI_HAVE_AVX2)
+    static bool const sHas = __builtin_cpu_supports("avx2");
     return sHas;
 #else
     return false;
@@ -32,39 +42,38 @@ void CISetForceReferenceKernels(bool force) { sForceReference = force; }
 
 bool CIUseSSE2Kernels() { return !sForceReference && CPUHasSSE2(); }
 
-CIColorMatrixRowCoefficients CIColorMatrixRowCoefficientsFrom(CIColorMatrix const& matrix) {
+bool CIUseAVX2Kernels() { return !sForceReference && CPUHasAVX2(); }
+
+CIColorMapRowCoefficients CIColorMapRowCoefficientsFrom(CIColorMap const& map) {
     // Matrix rows and columns are r, g, b; memory order is b, g, r.
     static int const kChannel[3] = {2, 1, 0};
-    CIColorMatrixRowCoefficients coefficients{};
+    CIColorMapRowCoefficients coefficients{};
+    CIColorMatrix const& matrix = map.colorMatrix();
     for (int out = 0; out < 3; ++out) {
         for (int in = 0; in < 3; ++in) {
             coefficients.weights[out][in] = BoundedWeight(matrix.at(kChannel[out], kChannel[in]));
         }
         coefficients.weights[out][3] = BoundedWeight(matrix.at(kChannel[out], 3));
     }
+    coefficients.hasTone = map.hasLinearGain();
+    if (coefficients.hasTone) {
+        for (int channel = 0; channel < 3; ++channel) {
+            double const gain = map.gain()[kChannel[channel]];
+            double const ceiling = std::min(1.0, map.ceiling()[kChannel[channel]]);
+            for (int value = 0; value < 256; ++value) {
+                double const linear = std::min(ceiling, gain * CISRGBToLinear(value / 255.0));
+                coefficients.tone[channel][value] =
+                    static_cast<float>(255.0 * CILinearToSRGB(std::max(0.0, linear)));
+            }
+        }
+    }
     return coefficients;
 }
 
-void CIColorMatrixRow_C(uint32_t const* src, uint32_t* dst, int width,
-                        CIColorMatrixRowCoefficients const& matrix) {
+void CIColorMapRow_C(uint32_t const* src, uint32_t* dst, int width,
+                     CIColorMapRowCoefficients const& map) {
     for (int i = 0; i < width; ++i) {
-        uint32_t const pixel = src[i];
-        float const in[4] = {
-            static_cast<float>(pixel & 0xFF), static_cast<float>((pixel >> 8) & 0xFF),
-            static_cast<float>((pixel >> 16) & 0xFF), static_cast<float>(pixel >> 24)};
-        uint32_t result = pixel & 0xFF000000u;
-        for (int out = 0; out < 3; ++out) {
-            float const* w = matrix.weights[out];
-            // Same operations in the same order as the SIMD form, so both round alike.
-            float value = w[0] * in[0];
-            value = value + w[1] * in[1];
-            value = value + w[2] * in[2];
-            value = value + w[3] * in[3];
-            value = value > 0.0f ? value : 0.0f;
-            value = value < in[3] ? value : in[3];
-            result |= static_cast<uint32_t>(std::nearbyint(value)) << (8 * out);
-        }
-        dst[i] = result;
+        dst[i] = CIColorMapPixel(src[i], map);
     }
 }
 
@@ -99,12 +108,17 @@ void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, in
     }
 }
 
-void CIColorMatrixRow(uint32_t const* src, uint32_t* dst, int width,
-                      CIColorMatrixRowCoefficients const& matrix) {
+void CIColorMapRow(uint32_t const* src, uint32_t* dst, int width,
+                   CIColorMapRowCoefficients const& map) {
     int done = 0;
-    if (CIUseSSE2Kernels()) {
-        done = width & ~3;
-        CIColorMatrixRow_SSE2(src, dst, done, matrix);
+    if (CIUseAVX2Kernels()) {
+        done = width & ~7;
+        CIColorMapRow_AVX2(src, dst, done, map);
     }
-    CIColorMatrixRow_C(src + done, dst + done, width - done, matrix);
+    if (CIUseSSE2Kernels()) {
+        int const more = (width - done) & ~3;
+        CIColorMapRow_SSE2(src + done, dst + done, more, map);
+        done += more;
+    }
+    CIColorMapRow_C(src + done, dst + done, width - done, map);
 }

@@ -5,27 +5,35 @@
 
 #include <cstdint>
 
-class CIColorMatrix;
+class CIColorMap;
 
-// A colour matrix as the row kernel takes it: for each output channel in memory order (blue,
-// green, red), the weights of the input's blue, green, red and alpha bytes. The alpha weight
-// is the bias, since a premultiplied pixel adds bias x alpha.
-struct CIColorMatrixRowCoefficients {
+// A colour map as the row kernel takes it, channels in memory order (blue, green, red).
+// When hasTone, tone[c][v] is what the map's linear-light gain makes of the encoded byte v of
+// channel c, as a float on the byte scale 0..255 (decoded, multiplied, clipped at white,
+// encoded again). weights[out][in] are the colour matrix's weights of the toned blue, green
+// and red, then the bias as the weight of alpha, since a premultiplied pixel adds bias x alpha.
+struct CIColorMapRowCoefficients {
     float weights[3][4];
+    bool hasTone;
+    float tone[3][256];
 };
-CIColorMatrixRowCoefficients CIColorMatrixRowCoefficientsFrom(CIColorMatrix const& matrix);
+CIColorMapRowCoefficients CIColorMapRowCoefficientsFrom(CIColorMap const& map);
 
-// dst[i] = the matrix applied to src[i] (32-bit premultiplied ARGB words): each colour channel
-// is computed in float, clamped to 0..alpha and rounded to nearest (ties to even); alpha is
-// copied. src may equal dst.
-void CIColorMatrixRow_C(uint32_t const* src, uint32_t* dst, int width,
-                        CIColorMatrixRowCoefficients const& matrix);
-// The same for a width that is a multiple of 4; identical results.
-void CIColorMatrixRow_SSE2(uint32_t const* src, uint32_t* dst, int width,
-                           CIColorMatrixRowCoefficients const& matrix);
-// Any width: the SIMD form over width & ~3, the reference for the tail.
-void CIColorMatrixRow(uint32_t const* src, uint32_t* dst, int width,
-                      CIColorMatrixRowCoefficients const& matrix);
+// dst[i] = the map applied to src[i] (32-bit premultiplied ARGB words). Per pixel, in float:
+// the tone of each colour byte (of the unpremultiplied byte, rescaled by alpha / 255, when the
+// pixel is not opaque), then the matrix, clamped to 0..alpha and rounded to nearest (ties to
+// even); alpha is copied. src may equal dst.
+void CIColorMapRow_C(uint32_t const* src, uint32_t* dst, int width,
+                     CIColorMapRowCoefficients const& map);
+// The same for a width that is a multiple of 4 (SSE2) or 8 (AVX2); identical results.
+void CIColorMapRow_SSE2(uint32_t const* src, uint32_t* dst, int width,
+                        CIColorMapRowCoefficients const& map);
+void CIColorMapRow_AVX2(uint32_t const* src, uint32_t* dst, int width,
+                        CIColorMapRowCoefficients const& map);
+// Any width: the widest SIMD form the CPU has over what it can take, the reference for the
+// tail.
+void CIColorMapRow(uint32_t const* src, uint32_t* dst, int width,
+                   CIColorMapRowCoefficients const& map);
 
 // One output row of an axis-aligned bilinear resample between two input rows. Output pixel i
 // samples column u + i * stepU (16.16 fixed point, column c's centre at c << 16), held to
@@ -47,5 +55,7 @@ void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, in
 
 // true forces every kernel of the program (this library's and its users') onto the reference.
 void CISetForceReferenceKernels(bool force);
-// true when the SSE2 forms are built in, the CPU has them and the reference is not forced.
+// true when the SSE2 (AVX2) forms are built in, the CPU has them and the reference is not
+// forced.
 bool CIUseSSE2Kernels();
+bool CIUseAVX2Kernels();

@@ -3,26 +3,46 @@
 #include <algorithm>
 #include <emmintrin.h>
 
+#include "platform/imaging/CIColorMapPixel.h"
 #include "platform/imaging/CIPixelKernels.h"
 
-void CIColorMatrixRow_SSE2(uint32_t const* src, uint32_t* dst, int width,
-                           CIColorMatrixRowCoefficients const& matrix) {
+void CIColorMapRow_SSE2(uint32_t const* src, uint32_t* dst, int width,
+                        CIColorMapRowCoefficients const& map) {
     __m128i const kByte = _mm_set1_epi32(0xFF);
+    __m128i const kOpaque = _mm_set1_epi32(static_cast<int>(0xFF000000u));
     __m128 const kZero = _mm_setzero_ps();
     __m128 w[3][4];
     for (int out = 0; out < 3; ++out) {
         for (int in = 0; in < 4; ++in) {
-            w[out][in] = _mm_set1_ps(matrix.weights[out][in]);
+            w[out][in] = _mm_set1_ps(map.weights[out][in]);
         }
     }
     for (int i = 0; i < width; i += 4) {
         // Four pixels as planes of b, g, r, a floats.
         __m128i const pixels = _mm_loadu_si128(reinterpret_cast<__m128i const*>(src + i));
         __m128i const alphaBytes = _mm_srli_epi32(pixels, 24);
-        __m128 const in[4] = {_mm_cvtepi32_ps(_mm_and_si128(pixels, kByte)),
-                              _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(pixels, 8), kByte)),
-                              _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(pixels, 16), kByte)),
-                              _mm_cvtepi32_ps(alphaBytes)};
+        __m128 in[4];
+        if (map.hasTone) {
+            bool const opaque = _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(pixels, kOpaque),
+                                                                  kOpaque)) == 0xFFFF;
+            if (!opaque) {
+                for (int k = 0; k < 4; ++k) {
+                    dst[i + k] = CIColorMapPixel(src[i + k], map);
+                }
+                continue;
+            }
+            auto const* bytes = reinterpret_cast<unsigned char const*>(src + i);
+            for (int channel = 0; channel < 3; ++channel) {
+                float const* tone = map.tone[channel];
+                in[channel] = _mm_setr_ps(tone[bytes[channel]], tone[bytes[4 + channel]],
+                                          tone[bytes[8 + channel]], tone[bytes[12 + channel]]);
+            }
+        } else {
+            in[0] = _mm_cvtepi32_ps(_mm_and_si128(pixels, kByte));
+            in[1] = _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(pixels, 8), kByte));
+            in[2] = _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(pixels, 16), kByte));
+        }
+        in[3] = _mm_cvtepi32_ps(alphaBytes);
         __m128i result = _mm_slli_epi32(alphaBytes, 24);
         for (int out = 0; out < 3; ++out) {
             __m128 value = _mm_mul_ps(w[out][0], in[0]);

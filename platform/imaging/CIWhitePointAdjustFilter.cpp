@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/imaging/CIColorMatrix.h"
+#include "platform/imaging/CIColorMap.h"
 
 CIWhitePointAdjustFilter::CIWhitePointAdjustFilter()
     : CIFilter(kName, {kCIInputImageKey, kInputColorKey}) {}
@@ -24,8 +24,10 @@ QVariantMap CIWhitePointAdjustFilter::classAttributes() {
 
 CIImage CIWhitePointAdjustFilter::outputImage() const {
     CIColor const white = colorForKey(kInputColorKey);
-    auto const gain = [](double component) { return 1.0 / std::max(component, 1.0 / 255.0); };
+    auto const gain = [](double component) {
+        return 1.0 / CISRGBToLinear(std::clamp(component, 1.0 / 255.0, 1.0));
+    };
     return imageForKey(kCIInputImageKey)
-        .imageByApplyingColorMatrix(
-            CIColorMatrix::scale(gain(white.red()), gain(white.green()), gain(white.blue())));
+        .imageByApplyingColorMap(
+            CIColorMap::linearGain(gain(white.red()), gain(white.green()), gain(white.blue())));
 }

@@ -1,5 +1,6 @@
-// The colour filters' arithmetic, the fused colour pass against a filter-by-filter
-// reference, and the colour-matrix row kernel's SIMD form against its reference.
+// The colour filters' arithmetic against per-pixel references of what each states, the fused
+// colour pass against the same filters rendered one by one, and the colour-map row kernel's
+// SIMD forms against its reference.
 
 #include <array>
 #include <cmath>
@@ -8,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/imaging/CIColorMatrix.h"
+#include "platform/imaging/CIColorMap.h"
 #include "platform/imaging/CIFilter.h"
 #include "platform/imaging/CIPixelKernels.h"
 #include "tests/platform/imaging/ImagingTestSupport.h"
@@ -18,35 +19,51 @@ using namespace ImagingTest;
 namespace {
 
 struct Adjustment {
-    double white[3];
+    std::array<double, 3> white;
     double ev;
     double saturation;
     double brightness;
     double contrast;
 };
 
-// The three colour stages, each made by name and chained output to input, as the camera
-// adjustment stack does.
-CIImage AdjustByFilters(CIImage const& image, Adjustment const& a) {
-    auto white = CIFilter::filterWithName("CIWhitePointAdjust");
-    auto exposure = CIFilter::filterWithName("CIExposureAdjust");
-    auto color = CIFilter::filterWithName("CIColorControls");
-    white->setDefaults();
-    exposure->setDefaults();
-    color->setDefaults();
-    white->setValue(image, "inputImage");
-    white->setValue(CIColor::colorWithRed(a.white[0], a.white[1], a.white[2]), "inputColor");
-    exposure->setValue(white->outputImage(), "inputImage");
-    exposure->setValue(a.ev, "inputEV");
-    color->setValue(exposure->outputImage(), "inputImage");
-    color->setValue(a.saturation, "inputSaturation");
-    color->setValue(a.brightness, "inputBrightness");
-    color->setValue(a.contrast, "inputContrast");
-    return color->outputImage();
+Adjustment const kNeutral = {{1, 1, 1}, 0, 1, 0, 1};
+
+std::vector<std::unique_ptr<CIFilter>> ColourStages(Adjustment const& a) {
+    std::vector<std::unique_ptr<CIFilter>> stages;
+    for (char const* name : {"CIWhitePointAdjust", "CIExposureAdjust", "CIColorControls"}) {
+        stages.push_back(CIFilter::filterWithName(name));
+        stages.back()->setDefaults();
+    }
+    stages[0]->setValue(CIColor::colorWithRed(a.white[0], a.white[1], a.white[2]), "inputColor");
+    stages[1]->setValue(a.ev, "inputEV");
+    stages[2]->setValue(a.saturation, "inputSaturation");
+    stages[2]->setValue(a.brightness, "inputBrightness");
+    stages[2]->setValue(a.contrast, "inputContrast");
+    return stages;
 }
 
-// One pixel through the documented formulas, one filter after another, in double on
-// unpremultiplied colour.
+// The three stages chained output to input, as the camera adjustment stack does; with
+// `renderEach`, each stage's output is rendered to pixels before the next takes it.
+CIImage Adjust(Picture const& source, Adjustment const& a, bool renderEach,
+               std::vector<Picture>& keep) {
+    auto const stages = ColourStages(a);
+    CIImage image = source.image();
+    for (auto const& stage : stages) {
+        stage->setValue(image, "inputImage");
+        image = stage->outputImage();
+        if (renderEach) {
+            keep.push_back(Render(image));
+            image = keep.back().image();
+        }
+    }
+    return image;
+}
+
+double Decode(double c) { return CISRGBToLinear(c); }
+double Encode(double c) { return CILinearToSRGB(c); }
+
+// One pixel through the stated formulas, filter after filter (each clipping at white), in
+// double on unpremultiplied colour.
 uint32_t AdjustPixelReference(uint32_t pixel, Adjustment const& a) {
     double const alpha = Alpha(pixel) / 255.0;
     if (alpha == 0.0) {
@@ -55,8 +72,9 @@ uint32_t AdjustPixelReference(uint32_t pixel, Adjustment const& a) {
     std::array<double, 3> c = {Red(pixel) / 255.0 / alpha, Green(pixel) / 255.0 / alpha,
                                Blue(pixel) / 255.0 / alpha};
     for (int i = 0; i < 3; ++i) {
-        c[i] /= a.white[i];           // white point
-        c[i] *= std::pow(2.0, a.ev);  // exposure
+        double const reference = Decode(std::clamp(a.white[i], 1.0 / 255.0, 1.0));
+        double const balanced = std::min(1.0, Decode(c[i]) / reference);
+        c[i] = Encode(std::min(1.0, balanced * std::exp2(a.ev)));
     }
     double const luma = 0.2125 * c[0] + 0.7154 * c[1] + 0.0721 * c[2];
     uint32_t result = uint32_t(Alpha(pixel)) << 24;
@@ -70,50 +88,53 @@ uint32_t AdjustPixelReference(uint32_t pixel, Adjustment const& a) {
     return result;
 }
 
+Picture ReferencePicture(Picture const& source, Adjustment const& a) {
+    Picture expected(source.width, source.height);
+    for (size_t i = 0; i < expected.pixels.size(); ++i) {
+        expected.pixels[i] = AdjustPixelReference(source.pixels[i], a);
+    }
+    return expected;
+}
+
 class ReferenceKernels : public ::testing::TestWithParam<bool> {
 protected:
     void SetUp() override { CISetForceReferenceKernels(GetParam()); }
     void TearDown() override { CISetForceReferenceKernels(false); }
 };
 
-uint32_t Filtered(char const* name, char const* key, QVariant const& value, uint32_t pixel) {
-    Picture const one(1, 1, pixel);
-    auto filter = CIFilter::filterWithName(name);
-    filter->setDefaults();
-    filter->setValue(one.image(), "inputImage");
-    filter->setValue(value, key);
-    return Render(filter->outputImage(), 0, 0, 1, 1).at(0, 0);
-}
-
 }  // namespace
 
-TEST_P(ReferenceKernels, EachColourFilterGivesItsDocumentedValues) {
-    // Exposure: one stop doubles, saturating at alpha; a half-transparent pixel stays valid.
-    EXPECT_EQ(Filtered("CIExposureAdjust", "inputEV", 1.0, Pixel(255, 100, 200, 0)),
-              Pixel(255, 200, 255, 0));
-    EXPECT_EQ(Filtered("CIExposureAdjust", "inputEV", 1.0, Pixel(128, 50, 100, 0)),
-              Pixel(128, 100, 128, 0));
-    EXPECT_EQ(Filtered("CIExposureAdjust", "inputEV", -2.0, Pixel(255, 100, 200, 40)),
-              Pixel(255, 25, 50, 10));
-    // White point: the given colour becomes white.
-    EXPECT_EQ(Filtered("CIWhitePointAdjust", "inputColor",
-                       QVariant::fromValue(CIColor::colorWithRed(0.5, 1.0, 0.8)),
-                       Pixel(255, 100, 100, 100)),
-              Pixel(255, 200, 100, 125));
-    // Saturation 0: the Rec. 709 luma of pure red, 0.2125 * 255 = 54.2.
-    EXPECT_EQ(Filtered("CIColorControls", "inputSaturation", 0.0, Pixel(255, 255, 0, 0)),
-              Pixel(255, 54, 54, 54));
-    // Brightness adds: 0.2 * 255 = 51.
-    EXPECT_EQ(Filtered("CIColorControls", "inputBrightness", 0.2, Pixel(255, 0, 100, 250)),
-              Pixel(255, 51, 151, 255));
-    // Contrast about the middle: 1.5 c - 63.75.
-    EXPECT_EQ(Filtered("CIColorControls", "inputContrast", 1.5, Pixel(255, 100, 200, 20)),
-              Pixel(255, 86, 236, 0));
-    // A transparent pixel stays transparent whatever the brightness.
-    EXPECT_EQ(Filtered("CIColorControls", "inputBrightness", 0.5, 0u), 0u);
+TEST_P(ReferenceKernels, EachFilterComputesWhatItStates) {
+    std::vector<Picture> keep;
+    // Each stage alone, on opaque and half-transparent pixels.
+    Adjustment const single[] = {
+        {{1, 1, 1}, 1.0, 1, 0, 1},  {{1, 1, 1}, -1.5, 1, 0, 1}, {{0.8, 0.6, 0.4}, 0, 1, 0, 1},
+        {{1, 1, 1}, 0, 0.0, 0, 1},  {{1, 1, 1}, 0, 1.8, 0, 1},  {{1, 1, 1}, 0, 1, 0.2, 1},
+        {{1, 1, 1}, 0, 1, -0.3, 1}, {{1, 1, 1}, 0, 1, 0, 1.6},  {{1, 1, 1}, 0, 1, 0, 0.4},
+    };
+    for (bool opaque : {true, false}) {
+        Picture const source = RandomPicture(37, 5, opaque ? 11 : 12, opaque);
+        for (Adjustment const& a : single) {
+            Picture const out = Render(Adjust(source, a, false, keep));
+            EXPECT_LE(MaxByteDifference(out, ReferencePicture(source, a)), 1)
+                << "EV " << a.ev << " white " << a.white[0] << " saturation " << a.saturation
+                << " brightness " << a.brightness << " contrast " << a.contrast;
+        }
+    }
+    // Anchors a photographer can check by hand. +1 EV on mid grey: sRGB 128 is 21.6% light,
+    // doubled 43.2%, which encodes to 176 (a multiply of the byte would give 255 or 256).
+    Picture const grey(1, 1, Pixel(255, 128, 128, 128));
+    EXPECT_EQ(Render(Adjust(grey, {{1, 1, 1}, 1.0, 1, 0, 1}, false, keep)).at(0, 0),
+              Pixel(255, 176, 176, 176));
+    // A grey card picked in a warm picture: the picked colour turns white, so neutral.
+    Picture const card(1, 1, Pixel(255, 200, 160, 120));
+    EXPECT_EQ(
+        Render(Adjust(card, {{200 / 255.0, 160 / 255.0, 120 / 255.0}, 0, 1, 0, 1}, false, keep))
+            .at(0, 0),
+        Pixel(255, 255, 255, 255));
 }
 
-TEST_P(ReferenceKernels, FusedChainMatchesTheFilterByFilterReference) {
+TEST_P(ReferenceKernels, FusedPassMatchesTheFiltersOneByOne) {
     Picture const source = RandomPicture(67, 13, 21, false);
     Adjustment const adjustments[] = {
         {{0.9, 0.8, 1.0}, 0.4, 1.3, 0.05, 1.2},
@@ -122,25 +143,26 @@ TEST_P(ReferenceKernels, FusedChainMatchesTheFilterByFilterReference) {
         {{1.0, 1.0, 1.0}, 0.0, 0.0, -0.4, 1.0},
     };
     for (Adjustment const& a : adjustments) {
-        CIImage const adjusted = AdjustByFilters(source.image(), a);
+        std::vector<Picture> keep;
+        CIImage const fused = Adjust(source, a, false, keep);
         // The three filters are one colour map over the source: one pass.
-        EXPECT_EQ(adjusted.description().count("colorMatrix("), 1);
-        EXPECT_TRUE(adjusted.description().endsWith("source(67x13))"))
-            << adjusted.description().toStdString();
-
-        Picture const out = Render(adjusted);
-        Picture expected(67, 13);
-        for (size_t i = 0; i < expected.pixels.size(); ++i) {
-            expected.pixels[i] = AdjustPixelReference(source.pixels[i], a);
-        }
-        EXPECT_LE(MaxByteDifference(out, expected), 1) << "EV " << a.ev;
+        EXPECT_EQ(fused.description().count("colorMap("), 1) << fused.description().toStdString();
+        EXPECT_TRUE(fused.description().endsWith("source(67x13))"));
+        Picture const out = Render(fused);
+        EXPECT_LE(MaxByteDifference(out, ReferencePicture(source, a)), 1) << "EV " << a.ev;
+        // Rendering each stage to bytes first only adds the rounding of the steps between.
+        Picture const oneByOne = Render(Adjust(source, a, true, keep));
+        EXPECT_LE(MaxByteDifference(out, oneByOne), a.contrast > 2 ? 6 : 3) << "EV " << a.ev;
     }
+    // Neutral stages leave no colour pass at all.
+    std::vector<Picture> keep;
+    EXPECT_EQ(Adjust(source, kNeutral, false, keep).description(), "source(67x13)");
 }
 
 TEST_P(ReferenceKernels, MirrorAndCropAfterTheColourStagesStayOnePass) {
     Picture const source = RandomPicture(64, 48, 22, true);
-    Adjustment const a = {{0.9, 1.0, 0.95}, 0.3, 1.2, 0.02, 1.1};
-    CIImage const colour = AdjustByFilters(source.image(), a);
+    std::vector<Picture> keep;
+    CIImage const colour = Adjust(source, {{0.9, 1.0, 0.95}, 0.3, 1.2, 0.02, 1.1}, false, keep);
     QTransform mirror;
     mirror.translate(64, 0);
     mirror.scale(-1, 1);
@@ -151,7 +173,7 @@ TEST_P(ReferenceKernels, MirrorAndCropAfterTheColourStagesStayOnePass) {
     crop->setValue(transform->outputImage(), "inputImage");
     crop->setValue(CIVector::vectorWithX(8, 4, 40, 30), "inputRectangle");
     CIImage const stack = crop->outputImage();
-    EXPECT_TRUE(stack.description().startsWith("crop(8,4 40x30, colorMatrix("))
+    EXPECT_TRUE(stack.description().startsWith("crop(8,4 40x30, colorMap("))
         << stack.description().toStdString();
 
     Picture const colourOnly = Render(colour);
@@ -167,51 +189,65 @@ TEST_P(ReferenceKernels, MirrorAndCropAfterTheColourStagesStayOnePass) {
 INSTANTIATE_TEST_SUITE_P(Kernels, ReferenceKernels, ::testing::Values(false, true),
                          [](auto const& info) { return info.param ? "Reference" : "SIMD"; });
 
-TEST(CIColorMatrixRow, ReferenceGivesKnownValues) {
+TEST(CIColorMapRow, ReferenceGivesKnownValues) {
     // Red and blue exchanged, green halved, blue biased by 0.1 (times alpha).
-    CIColorMatrix const matrix =
-        CIColorMatrix::fromRows({0, 0, 1, 0}, {0, 0.5, 0, 0}, {1, 0, 0, 0.1});
-    CIColorMatrixRowCoefficients const coefficients = CIColorMatrixRowCoefficientsFrom(matrix);
+    CIColorMapRowCoefficients const coefficients = CIColorMapRowCoefficientsFrom(
+        CIColorMap::matrix(CIColorMatrix::fromRows({0, 0, 1, 0}, {0, 0.5, 0, 0}, {1, 0, 0, 0.1})));
     uint32_t const in[2] = {Pixel(255, 10, 101, 200), Pixel(100, 90, 80, 0)};
     uint32_t out[2];
-    CIColorMatrixRow_C(in, out, 2, coefficients);
+    CIColorMapRow_C(in, out, 2, coefficients);
     EXPECT_EQ(out[0], Pixel(255, 200, 50, 36));  // 50.5 rounds to even; 10 + 25.5 -> 36
     EXPECT_EQ(out[1], Pixel(100, 0, 40, 100));   // 90 + 10 clamps to alpha
 }
 
-TEST(CIColorMatrixRow, SIMDMatchesReferenceByteForByte) {
-    if (!CIUseSSE2Kernels()) {
-        GTEST_SKIP() << "no SSE2 kernels on this machine";
-    }
-    std::mt19937 rng(31);
-    CIColorMatrix const matrices[] = {
-        CIColorMatrix::scale(1.7, 0.3, 1024.0),
-        CIColorMatrix::fromRows({0.3, 0.59, 0.11, -0.2}, {-1.5, 2.0, 0.25, 0.5},
-                                {0.0, 0.0, 0.8, 0.1}),
+TEST(CIColorMapRow, SIMDFormsMatchTheReferenceByteForByte) {
+    using Row = void (*)(uint32_t const*, uint32_t*, int, CIColorMapRowCoefficients const&);
+    struct Form {
+        char const* name;
+        Row row;
+        int lanes;
+        bool available;
     };
+    Form const forms[] = {{"SSE2", CIColorMapRow_SSE2, 4, CIUseSSE2Kernels()},
+                          {"AVX2", CIColorMapRow_AVX2, 8, CIUseAVX2Kernels()}};
+    CIColorMap const maps[] = {
+        CIColorMap::matrix(CIColorMatrix::scale(1.7, 0.3, 7.0)),
+        CIColorMap::matrix(CIColorMatrix::fromRows({0.3, 0.59, 0.11, -0.2}, {-1.5, 2.0, 0.25, 0.5},
+                                                   {0.0, 0.0, 0.8, 0.1})),
+        *CIColorMap::linearGain(1.6, 0.7, 2.5)
+             .followedBy(CIColorMap::matrix(
+                 CIColorMatrix::fromRows({1.1, 0.1, 0, 0.05}, {0, 0.9, 0, 0}, {0, 0.2, 1.0, 0}))),
+    };
+    std::mt19937 rng(31);
     std::vector<int> widths;
     for (int w = 1; w <= 40; ++w) {
         widths.push_back(w);
     }
     widths.insert(widths.end(), {640, 641, 1023});
-    for (CIColorMatrix const& matrix : matrices) {
-        CIColorMatrixRowCoefficients const coefficients = CIColorMatrixRowCoefficientsFrom(matrix);
-        for (int width : widths) {
-            for (int offset : {0, 1}) {  // an unaligned start
-                // Each buffer ends exactly where the row does, so an over-read shows under ASan.
-                std::vector<uint32_t> in(size_t(width + offset));
-                for (uint32_t& p : in) {
-                    p = RandomPixel(rng, rng() % 2 == 0);
+    for (Form const& form : forms) {
+        if (!form.available) {
+            continue;
+        }
+        for (CIColorMap const& map : maps) {
+            CIColorMapRowCoefficients const coefficients = CIColorMapRowCoefficientsFrom(map);
+            for (int width : widths) {
+                for (int offset : {0, 1}) {  // an unaligned start
+                    // Each buffer ends exactly where the row does: an over-read shows under
+                    // ASan. Mostly opaque, as camera pictures are, with some that are not.
+                    std::vector<uint32_t> in(size_t(width + offset));
+                    for (uint32_t& p : in) {
+                        p = RandomPixel(rng, rng() % 8 != 0);
+                    }
+                    std::vector<uint32_t> simd(in.size()), reference(in.size());
+                    int const whole = width & ~(form.lanes - 1);
+                    form.row(in.data() + offset, simd.data() + offset, whole, coefficients);
+                    CIColorMapRow_C(in.data() + offset + whole, simd.data() + offset + whole,
+                                    width - whole, coefficients);
+                    CIColorMapRow_C(in.data() + offset, reference.data() + offset, width,
+                                    coefficients);
+                    ASSERT_EQ(simd, reference)
+                        << form.name << " width " << width << " offset " << offset;
                 }
-                std::vector<uint32_t> simd(size_t(width + offset));
-                std::vector<uint32_t> reference(size_t(width + offset));
-                CIColorMatrixRow_SSE2(in.data() + offset, simd.data() + offset, width & ~3,
-                                      coefficients);
-                CIColorMatrixRow_C(in.data() + offset + (width & ~3),
-                                   simd.data() + offset + (width & ~3), width & 3, coefficients);
-                CIColorMatrixRow_C(in.data() + offset, reference.data() + offset, width,
-                                   coefficients);
-                ASSERT_EQ(simd, reference) << "width " << width << " offset " << offset;
             }
         }
     }

@@ -1,19 +1,19 @@
 #pragma once
-// Applies a colour matrix to every pixel of its input. A chain of colour filters becomes one
-// such node (the matrices are composed when the recipe is built), so it costs one pass.
+// Applies a colour map to every pixel of its input. A chain of colour filters becomes one
+// such node (the maps are composed when the recipe is built), so it costs one pass.
 
 #include <memory>
 
-#include "platform/imaging/CIColorMatrix.h"
+#include "platform/imaging/CIColorMap.h"
 #include "platform/imaging/CIImageNode.h"
 #include "platform/imaging/CIPixelKernels.h"
 
-class CIColorMatrixNode final : public CIImageNode {
+class CIColorMapNode final : public CIImageNode {
 public:
-    CIColorMatrixNode(std::shared_ptr<CIImageNode const> input, CIColorMatrix const& matrix);
+    CIColorMapNode(std::shared_ptr<CIImageNode const> input, CIColorMap const& map);
 
     std::shared_ptr<CIImageNode const> const& input() const { return mInput; }
-    CIColorMatrix const& matrix() const { return mMatrix; }
+    CIColorMap const& map() const { return mMap; }
     int scratchRows() const override;
     void prepare(CIRenderState& state, QRect const& region) const override;
     QString description() const override;
@@ -24,6 +24,6 @@ protected:
 
 private:
     std::shared_ptr<CIImageNode const> mInput;
-    CIColorMatrix mMatrix;
-    CIColorMatrixRowCoefficients mCoefficients;
+    CIColorMap mMap;
+    CIColorMapRowCoefficients mCoefficients;  // with the tone tables, made once per recipe
 };
