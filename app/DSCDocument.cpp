@@ -5,7 +5,9 @@
 #include <string>
 
 #include <QTimer>
+#include <QToolButton>
 
+#include "CoCamX/NSUICICameraControls.h"
 #include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/NSUIToolkit.h"
@@ -30,6 +32,15 @@ constexpr QSizeF kCameraFrameSize(640.0, 480.0);
 constexpr char kLeftEyeCameraKey[] = "_grabViewLeftEye";
 constexpr char kRightEyeCameraKey[] = "_grabViewRightEye";
 
+// Each eye's adjustments are kept under "<eye>.<control>"; the monitor type and the window's
+// place and size beside them.
+constexpr char kLeftEyeSettingsPrefix[] = "leftEye";
+constexpr char kRightEyeSettingsPrefix[] = "rightEye";
+constexpr char kMonitorImageTypeKey[] = "monitorImageType";
+constexpr char kWindowGeometryKey[] = "windowGeometry";
+// How long the settings wait after a change before they are written.
+constexpr int kSettingsDelayMs = 500;
+
 }  // namespace
 
 DSCDocument::DSCDocument() = default;
@@ -52,6 +63,7 @@ QString DSCDocument::windowNibName() const {
     VERIFY(import_NSUINfoGraffik());
     VERIFY(import_QCamGrabCGImageView());
     VERIFY(import_NSUISegmentedControl());
+    VERIFY(import_NSUICICameraControls());
     return QStringLiteral("DSCDocument");
 }
 
@@ -74,13 +86,84 @@ void DSCDocument::makeWindowControllers() {
         connect(eye->cameraMenuController(), &NSUICamMenuController::action, this,
                 &DSCDocument::stereoGrabCameraMenuChanged);
     }
+    connectAdjustments();
     mUi->broadcastControl->setRebroadcastButton(mUi->rebroadcastButton);
     mUi->broadcastControl->setAllowCameraButton(mUi->allowCameraButton);
     mUi->broadcastControl->awakeFromNib();
     setOutlets(mUi->leftEyeView, mUi->rightEyeView, mUi->stereoView, mUi->broadcastControl);
 
     connect(mWindow, &DSCDocumentWindow::windowWillClose, this, &DSCDocument::windowWillClose);
+    restoreWindowSettings();
     windowControllerDidLoadNib();
+}
+
+void DSCDocument::connectAdjustments() {
+    mSettingsTimer = new QTimer(this);
+    mSettingsTimer->setSingleShot(true);
+    mSettingsTimer->setInterval(kSettingsDelayMs);
+    connect(mSettingsTimer, &QTimer::timeout, this, &DSCDocument::storeWindowSettings);
+    struct Eye {
+        QCamGrabCGImageView* view;
+        NSUICameraAdjustPanel* panel;
+    };
+    for (Eye const& eye : {Eye{mUi->leftEyeView, mUi->leftAdjustPanel},
+                           Eye{mUi->rightEyeView, mUi->rightAdjustPanel}}) {
+        NSUICICameraControls* controls = eye.panel->controls();
+        eye.view->setCameraControls(controls);
+        connect(controls, &NSUICICameraControls::filterStackChanged, this,
+                &DSCDocument::settingsChanged);
+        QToolButton* pick = eye.panel->pickButton();
+        QCamGrabCGImageView* view = eye.view;
+        connect(pick, &QToolButton::toggled, view, [view](bool picking) {
+            view->setPickingWhiteReference(picking);
+            view->setCursor(picking ? Qt::CrossCursor : Qt::ArrowCursor);
+        });
+        connect(view, &QCamGrabCGImageView::whiteReferencePicked, pick,
+                [pick] { pick->setChecked(false); });
+    }
+    connect(mUi->monitorImageType, &NSUISegmentedControl::segmentChanged, this,
+            &DSCDocument::settingsChanged);
+}
+
+void DSCDocument::settingsChanged() {
+    if (mSettingsTimer != nullptr) {
+        mSettingsTimer->start();
+    }
+}
+
+void DSCDocument::storeWindowSettings() {
+    if (!mUi || !mWindow) {
+        return;
+    }
+    if (mSettingsTimer != nullptr) {
+        mSettingsTimer->stop();
+    }
+    UserDefaults& defaults = UserDefaults::standard();
+    UserDefaults::Batch const batch(defaults);
+    mUi->leftAdjustPanel->controls()->saveEyeSettings(QString::fromLatin1(kLeftEyeSettingsPrefix));
+    mUi->rightAdjustPanel->controls()->saveEyeSettings(
+        QString::fromLatin1(kRightEyeSettingsPrefix));
+    defaults.setNumber(kMonitorImageTypeKey, mUi->stereoView->monitorImageType());
+    defaults.setString(kWindowGeometryKey, mWindow->saveGeometry().toBase64().toStdString());
+}
+
+void DSCDocument::restoreWindowSettings() {
+    UserDefaults const& defaults = UserDefaults::standard();
+    mUi->leftAdjustPanel->controls()->restoreEyeSettings(
+        QString::fromLatin1(kLeftEyeSettingsPrefix));
+    mUi->rightAdjustPanel->controls()->restoreEyeSettings(
+        QString::fromLatin1(kRightEyeSettingsPrefix));
+    std::optional<double> const type = defaults.numberForKey(kMonitorImageTypeKey);
+    if (type && *type >= DSCStereoView::kMonitorLeftEye && *type <= DSCStereoView::kMonitorRightEye) {
+        mUi->stereoView->setMonitorImageType(static_cast<int>(*type));
+    }
+    if (std::optional<std::string> const geometry = defaults.stringForKey(kWindowGeometryKey)) {
+        mWindow->restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
+    }
+    // Restoring is no change to store again.
+    if (mSettingsTimer != nullptr) {
+        mSettingsTimer->stop();
+    }
 }
 
 void DSCDocument::showWindows() {
@@ -298,6 +381,7 @@ void DSCDocument::restoreCameraChoices() {
 
 void DSCDocument::windowWillClose() {
     --sCountInstances;
+    storeWindowSettings();
     stereoCameraClose();
     if (_camTimer != nullptr) {
         _camTimer->stop();

@@ -66,6 +66,13 @@ private:
     // through the camera menu's own path.
     void storeCameraChoice(char const* key, QString const& name);
     void restoreCameraChoices();
+    // Each eye's adjustments, the monitor type and the window's geometry are kept between
+    // runs without the user saving them: stored a moment after a change (one write for a
+    // burst of slider moves) and when the window closes, and taken back when it opens.
+    void connectAdjustments();
+    void settingsChanged();
+    void storeWindowSettings();
+    void restoreWindowSettings();
 
     QCamGrabCGImageView* _grabViewLeftEye = nullptr;
     QCamGrabCGImageView* _grabViewRightEye = nullptr;
@@ -80,4 +87,5 @@ private:
     std::chrono::steady_clock::time_point mClockStart;
     long long mTickIndex = 0;
     bool mRestoringCameraChoices = false;
+    QTimer* mSettingsTimer = nullptr;
 };

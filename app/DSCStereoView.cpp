@@ -13,10 +13,7 @@
 namespace {
 
 CIImage EyeImage(QCamGrabCGImageView const* eye) {
-    if (eye == nullptr || eye->cameraImageRef().isNull()) {
-        return CIImage();
-    }
-    return CIImage::imageWithQImage(eye->cameraImageRef());
+    return eye != nullptr ? eye->eyeImage() : CIImage();
 }
 
 }  // namespace
@@ -48,7 +45,7 @@ void DSCStereoView::setMonitorImageTypeControl(NSUISegmentedControl* control) {
         control->setLabels({tr("Left eye"), tr("3D"), tr("3D, eyes swapped"), tr("Right eye")});
         control->setSelectedSegment(kMonitorCombined - 1);
         connect(control, &NSUISegmentedControl::segmentChanged, this,
-                [this] { monitorImageTypeChanged(); });
+                &DSCStereoView::monitorImageTypeChanged);
     }
 }
 
@@ -114,44 +111,75 @@ CIImage DSCStereoView::liveMonitorImage() const {
     return liveMonitorImageStereofy(image);
 }
 
+void DSCStereoView::monitorImageTypeChanged() {
+    composeMonitorImage();
+    update();
+}
+
 void DSCStereoView::setNeedsDisplay(bool needsDisplay) {
     if (needsDisplay) {
+        composeMonitorImage();
         update();
     }
 }
 
-void DSCStereoView::paintEvent(QPaintEvent* event) {
-    QSize const size = this->size() * devicePixelRatioF();
-    if (mBacking.size() != size) {
-        mBacking = QImage(size, QImage::Format_ARGB32_Premultiplied);
+void DSCStereoView::composeMonitorImage() {
+    CIImage const left = leftEyeImage();
+    CIImage const right = rightEyeImage();
+    int const type = monitorImageType();
+    if (!(left == mRecipeLeft && right == mRecipeRight && type == mRecipeType)) {
+        mRecipe = liveMonitorImage();
+        mRecipeLeft = left;
+        mRecipeRight = right;
+        mRecipeType = type;
     }
-    drawRect(mBacking, QRectF(QPointF(0, 0), QSizeF(size)));
-    QPainter painter(this);
-    painter.drawImage(rect(), mBacking);
-}
-
-void DSCStereoView::drawRect(QImage& target, QRectF rect) {
-    CIImage const image = liveMonitorImage();
-    setMonitorImage(image);
-    if (image.isEmpty()) {
-        eraseBackground(target, QRectF(target.rect()));
+    QSize const size = mRecipe.extent().toAlignedRect().size();
+    if (mRecipe.isEmpty() || size.isEmpty()) {
+        setMonitorImage(CIImage());
         return;
     }
-    // The context (and the scratch memory it keeps) is reused while the target stays.
-    if (!mContext || mContextPixels != target.bits() || mContext->width() != target.width() ||
-        mContext->height() != target.height()) {
-        mContext = CIContext::contextWithBitmap(target.bits(), target.width(), target.height(),
-                                                static_cast<int>(target.bytesPerLine()));
-        mContextPixels = target.bits();
+    if (mPicture.size() != size || !mContext) {
+        mPicture = QImage(size, QImage::Format_ARGB32_Premultiplied);
+        // Rendered through this pointer from now on: the picture is never detached again.
+        uchar* pixels = mPicture.bits();
+        int const rowBytes = static_cast<int>(mPicture.bytesPerLine());
+        mContext = CIContext::contextWithBitmap(pixels, size.width(), size.height(), rowBytes);
+        mPictureImage = CIImage::imageWithSharedARGBData(pixels, size.width(), size.height(),
+                                                         rowBytes);
     }
     if (!mContext) {
+        setMonitorImage(CIImage());
         return;
     }
-    // Scaled to fill the drawn rectangle, whatever the camera size.
-    mContext->drawImage(image, rect, image.extent());
+    mContext->drawImage(mRecipe, QPointF(0, 0), mRecipe.extent());
+    setMonitorImage(mPictureImage);
 }
 
-void DSCStereoView::eraseBackground(QImage& target, QRectF rect) {
-    QPainter painter(&target);
+QRectF DSCStereoView::letterboxRect(QRectF bounds, QSizeF picture) {
+    if (picture.isEmpty() || bounds.isEmpty()) {
+        return {};
+    }
+    QSizeF const shown = picture.scaled(bounds.size(), Qt::KeepAspectRatio);
+    return QRectF(bounds.x() + (bounds.width() - shown.width()) / 2,
+                  bounds.y() + (bounds.height() - shown.height()) / 2, shown.width(),
+                  shown.height());
+}
+
+void DSCStereoView::drawPicture(QPainter& painter, QRectF rect) const {
     painter.fillRect(rect, Qt::black);
+    if (_monitorImage.isEmpty() || mPicture.isNull()) {
+        return;
+    }
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
+    painter.drawImage(letterboxRect(rect, QSizeF(mPicture.size())), mPicture);
+}
+
+void DSCStereoView::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
+    drawPicture(painter, QRectF(rect()));
+}
+
+void DSCStereoView::drawRect(QImage& target, QRectF rect) const {
+    QPainter painter(&target);
+    drawPicture(painter, rect);
 }

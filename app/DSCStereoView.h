@@ -1,7 +1,8 @@
 #pragma once
-// The monitor: each time it draws it composes what is monitored (the left eye, both eyes
-// combined, combined with the eyes swapped, or the right eye), keeps that picture for the
-// broadcast, and shows it scaled to the view.
+// The monitor: on every tick it composes what is monitored (the left eye, both eyes
+// combined, combined with the eyes swapped, or the right eye) once, at the picture's own
+// size, into a picture it keeps for the broadcast; painting only scales that picture into
+// the view, keeping its shape (black bars fill the rest).
 
 #include <memory>
 
@@ -38,29 +39,37 @@ public:
     // The selected segment + 1.
     int monitorImageType() const;
     void setMonitorImageType(int type);
-    // The control's action: nothing to do, the next tick redraws with the new type.
-    void monitorImageTypeChanged() {}
+    // The control's action: recomposes at once, so the change shows without waiting.
+    void monitorImageTypeChanged();
     double swapEyesFloatValue() const;
 
+    // Each eye's picture after its adjustments, or the empty image.
     CIImage leftEyeImage() const;
     CIImage rightEyeImage() const;
     CIImage monitorImageMuxed() const;
     virtual CIImage liveMonitorImage() const;
     CIImage liveMonitorImageStereofy(CIImage const& image) const { return image; }
 
-    // Schedules a redraw; the monitor image is composed when the view next paints.
+    // Composes the monitor picture of this tick and schedules a paint of it.
     virtual void setNeedsDisplay(bool needsDisplay);
-    // The image composed at the most recent drawing, or the empty image.
+    // The picture composed at the latest tick (an image over the monitor's own memory), or
+    // the empty image when there is nothing to show.
     virtual CIImage monitorImage() const { return _monitorImage; }
     void setMonitorImage(CIImage const& image) { _monitorImage = image; }
+    // The composed picture itself; null when there is nothing to show.
+    QImage const& monitorPicture() const { return mPicture; }
 
-    // Composes and draws into `target` (the view's own backing, or any image of the same
-    // format), as a paint does.
-    void drawRect(QImage& target, QRectF rect);
+    // Composes the picture of the current eyes and monitor type.
+    void composeMonitorImage();
+    // Draws the composed picture into `target` within `rect`, as a paint does.
+    void drawRect(QImage& target, QRectF rect) const;
+    // Where a picture of `picture` size is shown in `bounds`: as large as fits, centred,
+    // with its shape kept.
+    static QRectF letterboxRect(QRectF bounds, QSizeF picture);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    static void eraseBackground(QImage& target, QRectF rect);
+    void drawPicture(QPainter& painter, QRectF rect) const;
 
     NSUISegmentedControl* _monitorImageType = nullptr;
     QCamGrabCGImageView* _leftEye = nullptr;
@@ -69,7 +78,13 @@ protected:
     CIImage _monitorImage;
 
 private:
-    QImage mBacking;  // the picture drawn on screen, kept between paints
+    // The recipe is built again only when an eye's image or the type changes; the picture
+    // and the context that renders into it are kept while the size stays.
+    CIImage mRecipe;
+    CIImage mRecipeLeft;
+    CIImage mRecipeRight;
+    int mRecipeType = 0;
+    QImage mPicture;
+    CIImage mPictureImage;
     std::unique_ptr<CIContext> mContext;
-    void const* mContextPixels = nullptr;
 };

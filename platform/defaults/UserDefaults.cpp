@@ -36,14 +36,28 @@ std::optional<std::string> UserDefaults::stringForKey(std::string const& key) co
     return std::get<std::string>(found->second);
 }
 
+UserDefaults::Batch::~Batch() {
+    if (--mDefaults.mBatchDepth == 0 && mDefaults.mBatchDirty) {
+        mDefaults.mBatchDirty = false;
+        mDefaults.save();
+    }
+}
+
+bool UserDefaults::changed(std::string const& key, Value value) {
+    auto const found = mValues.find(key);
+    if (found != mValues.end() && found->second == value) {
+        return false;
+    }
+    mValues[key] = std::move(value);
+    return true;
+}
+
 bool UserDefaults::setNumber(std::string const& key, double value) {
-    mValues[key] = value;
-    return save();
+    return !changed(key, value) || save();
 }
 
 bool UserDefaults::setString(std::string const& key, std::string const& value) {
-    mValues[key] = value;
-    return save();
+    return !changed(key, value) || save();
 }
 
 bool UserDefaults::removeKey(std::string const& key) { return mValues.erase(key) != 0 && save(); }
@@ -89,6 +103,10 @@ void UserDefaults::reload() {
 }
 
 bool UserDefaults::save() {
+    if (mBatchDepth > 0) {
+        mBatchDirty = true;  // written once, when the batch ends
+        return true;
+    }
     std::string folder = mFilePath.substr(0, mFilePath.rfind('/'));
     bool fOk = false;
     VERIFY(fOk = PlatformFolders::FolderExists(folder) || PlatformFolders::MakeFolders(folder));
@@ -120,5 +138,6 @@ bool UserDefaults::save() {
     if (fOk) {
         VERIFY(fOk = file.commit());  // fsync, then rename over the old file
     }
+    mSaveCount += fOk ? 1 : 0;
     return fOk;
 }

@@ -1,5 +1,6 @@
 // The monitor: which picture each monitor type shows, the fall-backs when an eye has no
-// picture, the kept image, and the scaling to the view.
+// picture, the kept image, the letterboxed scaling to the view, and each eye's adjustments
+// reaching the monitor and only that eye.
 
 #include "app/DSCStereoView.h"
 
@@ -7,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "CoCamX/NSUICICameraControls.h"
+#include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CocoaX/CIVIZStereoMuxFilter.h"
@@ -32,9 +35,10 @@ struct Monitor {
         view.setEyes(&left, &right);
         view.setMonitorImageTypeControl(&control);
     }
-    // Draws as a paint does and returns one pixel of the result.
+    // Composes as a tick does, draws as a paint does and returns one pixel of the result.
     QRgb Draw(int type, QPoint at = {320, 240}) {
         view.setMonitorImageType(type);
+        view.setNeedsDisplay(true);
         target.fill(Qt::magenta);
         view.drawRect(target, QRectF(target.rect()));
         return target.pixel(at);
@@ -96,19 +100,51 @@ TEST(StereoViewTest, WithOneEyeMissingTheOtherIsShownUnchangedAndNoneGivesBlack)
     EXPECT_EQ(monitor.Draw(1), qRgb(0, 0, 0));
 }
 
-TEST(StereoViewTest, PictureIsScaledToFillTheView) {
-    Monitor monitor;
-    QImage half(320, 240, QImage::Format_ARGB32_Premultiplied);
-    half.fill(qRgb(255, 0, 0));
-    for (int y = 0; y < 240; ++y) {
-        for (int x = 160; x < 320; ++x) {
-            half.setPixel(x, y, qRgb(0, 0, 255));
-        }
+TEST(StereoViewTest, PictureKeepsItsShapeInAnyViewWithBlackBars) {
+    struct Case {
+        QRectF bounds;
+        QSizeF picture;
+        QRectF shown;
+    };
+    Case const cases[] = {
+        {{0, 0, 640, 480}, {640, 480}, {0, 0, 640, 480}},
+        {{0, 0, 802, 528}, {640, 480}, {49, 0, 704, 528}},     // wider: bars left and right
+        {{0, 0, 333, 1001}, {640, 480}, {0, 375.625, 333, 249.75}},  // taller: bars above, below
+        {{10, 20, 1920, 1080}, {1280, 480}, {10, 200, 1920, 720}},
+        {{0, 0, 0, 480}, {640, 480}, {}},
+    };
+    for (Case const& c : cases) {
+        EXPECT_EQ(DSCStereoView::letterboxRect(c.bounds, c.picture), c.shown) << c.bounds.width();
     }
-    monitor.left.setCameraImageRef(half);
-    EXPECT_EQ(monitor.Draw(1, {300, 470}), qRgb(255, 0, 0));
-    EXPECT_EQ(monitor.Draw(1, {340, 10}), qRgb(0, 0, 255));
-    EXPECT_EQ(monitor.Draw(1, {639, 479}), qRgb(0, 0, 255)) << "the picture reaches the corner";
+
+    Monitor monitor;
+    monitor.left.setCameraImageRef(Solid(640, 480, qRgb(255, 0, 0)));
+    monitor.target = QImage(802, 528, QImage::Format_ARGB32_Premultiplied);
+    EXPECT_EQ(monitor.Draw(1, {30, 264}), qRgb(0, 0, 0)) << "the bar";
+    EXPECT_EQ(monitor.Draw(1, {60, 264}), qRgb(255, 0, 0)) << "the picture";
+    EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(640, 480)) << "composed at its own size";
+}
+
+TEST(StereoViewTest, EachEyesAdjustmentsReachTheMonitorAndOnlyThatEye) {
+    Monitor monitor;
+    NSUICameraAdjustPanel leftPanel, rightPanel;
+    monitor.left.setCameraControls(leftPanel.controls());
+    monitor.right.setCameraControls(rightPanel.controls());
+    QImage frame = Solid(640, 480, qRgb(60, 60, 60));
+    frame.setPixel(0, 0, qRgb(250, 0, 0));
+    monitor.left.setCameraImageRef(frame);
+    monitor.right.setCameraImageRef(frame);
+    EXPECT_EQ(monitor.left.eyeImage().extent(), QRectF(0, 0, 640, 480));
+    EXPECT_EQ(monitor.left.eyePicture().constBits(), frame.constBits()) << "neutral: no copy";
+
+    leftPanel.controls()->outlets().exposureSlider->setDoubleValue(1.0);
+    leftPanel.controls()->outlets().mirrorImageX->setState(1);
+    QImage const left = monitor.left.eyePicture();
+    EXPECT_NEAR(qRed(left.pixel(320, 240)), 85, 1) << "+1 EV doubles the light of sRGB 60";
+    EXPECT_EQ(left.pixel(639, 0), qRgb(255, 0, 0)) << "mirrored left to right";
+    EXPECT_EQ(monitor.right.eyePicture().pixel(320, 240), qRgb(60, 60, 60));
+    EXPECT_EQ(monitor.Draw(1), left.pixel(320, 240)) << "the monitor shows the adjusted eye";
+    EXPECT_EQ(monitor.Draw(4), qRgb(60, 60, 60));
 }
 
 TEST(StereoViewTest, AnEyeWhoseCameraWasClosedHasNoPictureSoTheOtherEyeIsShownUnchanged) {

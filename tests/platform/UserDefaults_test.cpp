@@ -82,8 +82,24 @@ TEST_F(UserDefaultsTest, UnwritableFolderKeepsValuesForThisRun) {
     std::filesystem::remove(Folder());
 }
 
-TEST_F(UserDefaultsTest, StandardStoreLivesInTheConfigFolder) {
+TEST_F(UserDefaultsTest, ABatchWritesTheFileOnceAndUnchangedValuesNotAtAll) {
     EXPECT_EQ(UserDefaults::standard().filePath(), File());
+    UserDefaults defaults(File());
+    {
+        UserDefaults::Batch outer(defaults);
+        {
+            UserDefaults::Batch inner(defaults);
+            defaults.setNumber("leftEye._mirrorImageX", 1);
+            defaults.setString("leftEye._exposureSlider", "0.5");
+        }
+        defaults.setNumber("monitorImageType", 3);
+        EXPECT_EQ(defaults.saveCount(), 0);
+        EXPECT_FALSE(std::filesystem::exists(File())) << "nothing is written inside a batch";
+    }
+    EXPECT_EQ(defaults.saveCount(), 1);
+    EXPECT_EQ(StoredObject().size(), 3);
+    ASSERT_TRUE(defaults.setNumber("monitorImageType", 3));
+    EXPECT_EQ(defaults.saveCount(), 1) << "the same value again writes nothing";
 }
 
 }  // namespace

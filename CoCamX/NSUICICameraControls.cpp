@@ -1,0 +1,462 @@
+#include "CoCamX/NSUICICameraControls.h"
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QToolButton>
+
+#include "CoCamX/NSUIControls.h"
+#include "CoreX/CoreMachDebugLog.h"
+#include "CocoaX/NSUserDefaults.h"
+#include "platform/defaults/UserDefaults.h"
+#include "platform/imaging/CIColorControlsFilter.h"
+#include "platform/imaging/CICropFilter.h"
+#include "platform/imaging/CIExposureAdjustFilter.h"
+#include "platform/imaging/CIFilter.h"
+#include "platform/imaging/CIPlugIn.h"
+#include "platform/imaging/CIVector.h"
+#include "platform/imaging/CIWhitePointAdjustFilter.h"
+
+namespace {
+
+QString Key(char const* key) { return QString::fromLatin1(key); }
+
+// A filter made by name with its defaults set; null (logged by the registry) when it cannot
+// be made, and then the controller's messages to it do nothing.
+std::unique_ptr<CIFilter> MakeFilter(char const* name) {
+    std::unique_ptr<CIFilter> filter = CIFilter::filterWithName(Key(name));
+    if (filter) {
+        filter->setDefaults();
+    }
+    return filter;
+}
+
+void SetNumber(CIFilter* filter, char const* key, double value) {
+    if (filter != nullptr) {
+        filter->setValue(QVariant(value), Key(key));
+    }
+}
+
+double NumberOf(CIFilter const* filter, char const* key, double identity) {
+    return filter != nullptr ? filter->numberForKey(Key(key)) : identity;
+}
+
+CIImage Stage(CIFilter* filter, CIImage const& image) {
+    if (filter == nullptr) {
+        return image;
+    }
+    filter->setValue(image, Key(kCIInputImageKey));
+    return filter->outputImage();
+}
+
+}  // namespace
+
+void NSUICICameraControls::loadCoreImagePlugIns() { CIPlugIn::loadAllPlugIns(); }
+
+void NSUICICameraControls::setDefaultIdentity(CIFilter* filter, QString const& key) {
+    if (filter == nullptr) {
+        return;
+    }
+    QVariantMap const attribute = filter->attributes().value(key).toMap();
+    filter->setValue(attribute.value(Key(kCIAttributeIdentity)), key);
+}
+
+NSUICICameraControls::NSUICICameraControls(QObject* parent) : QObject(parent) {
+    loadCoreImagePlugIns();
+    _whitePointAdjust = MakeFilter(CIWhitePointAdjustFilter::kName);
+    setDefaultIdentity(_whitePointAdjust.get(), Key(CIWhitePointAdjustFilter::kInputColorKey));
+    _exposure = MakeFilter(CIExposureAdjustFilter::kName);
+    setDefaultIdentity(_exposure.get(), Key(CIExposureAdjustFilter::kInputEVKey));
+    _color = MakeFilter(CIColorControlsFilter::kName);
+    for (char const* key : {CIColorControlsFilter::kInputSaturationKey,
+                            CIColorControlsFilter::kInputBrightnessKey,
+                            CIColorControlsFilter::kInputContrastKey}) {
+        setDefaultIdentity(_color.get(), Key(key));
+    }
+    _crop = MakeFilter(CICropFilter::kName);
+    if (_crop) {
+        _crop->setValue(CIVector::vectorWithX(0, 0, NSUICICameraControls_FrameWidth,
+                                 NSUICICameraControls_FrameHeight),
+                        Key(CICropFilter::kInputRectangleKey));
+    }
+    _transform = QTransform::fromTranslate(0, 0);
+
+    using namespace ParamConvert;
+    mItems[0] = {kParamReadWrite, 0, "_whiteBalanceEnable", nullptr, GetInt, SetInt, nullptr};
+    mItems[1] = {kParamReadWrite, 0, "_mirrorImageX", nullptr, GetInt, SetInt, nullptr};
+    mItems[2] = {kParamReadWrite, 0, "_mirrorImageY", nullptr, GetInt, SetInt, nullptr};
+    mItems[3] = {kParamReadWrite, 1, "_whiteBalanceColor", nullptr, GetColorExact,
+                 SetColorExact, nullptr};
+    mItems[4] = {kParamReadWrite, 2, "_exposureSlider", nullptr, GetFloat, SetFloat, nullptr};
+    mItems[5] = {kParamReadWrite, 2, "_brightnessSlider", nullptr, GetFloat, SetFloat, nullptr};
+    mItems[6] = {kParamReadWrite, 2, "_contrastSlider", nullptr, GetFloat, SetFloat, nullptr};
+    mItems[7] = {kParamReadWrite, 2, "_saturationSlider", nullptr, GetFloat, SetFloat, nullptr};
+    mItems[8] = {};
+    mMapping.SetItems(mItems);
+}
+
+NSUICICameraControls::~NSUICICameraControls() = default;
+
+void NSUICICameraControls::setOutlets(Outlets const& outlets) {
+    mOutlets = outlets;
+    _brightnessSlider = outlets.brightnessSlider;
+    _contrastSlider = outlets.contrastSlider;
+    _saturationSlider = outlets.saturationSlider;
+    _exposureSlider = outlets.exposureSlider;
+    _mirrorImageX = outlets.mirrorImageX;
+    _mirrorImageY = outlets.mirrorImageY;
+    _whiteBalanceColor = outlets.whiteBalanceColor;
+    _whiteBalanceEnable = outlets.whiteBalanceEnable;
+
+    struct Binding {
+        char const* name;
+        ParamControl* control;
+    };
+    for (Binding const& binding : {Binding{"_whiteBalanceEnable", _whiteBalanceEnable},
+                                   Binding{"_mirrorImageX", _mirrorImageX},
+                                   Binding{"_mirrorImageY", _mirrorImageY},
+                                   Binding{"_whiteBalanceColor", _whiteBalanceColor},
+                                   Binding{"_exposureSlider", _exposureSlider},
+                                   Binding{"_brightnessSlider", _brightnessSlider},
+                                   Binding{"_contrastSlider", _contrastSlider},
+                                   Binding{"_saturationSlider", _saturationSlider}}) {
+        if (binding.control != nullptr) {
+            mMapping.SetParamControl(binding.name, binding.control);
+        }
+    }
+    for (NSUISlider* slider : {_brightnessSlider, _contrastSlider, _saturationSlider,
+                               _exposureSlider}) {
+        if (slider != nullptr) {
+            connect(slider, &QSlider::valueChanged, this,
+                    [this, slider] { controlsChanged(slider); });
+        }
+    }
+    for (NSUISwitch* button : {_mirrorImageX, _mirrorImageY, _whiteBalanceEnable}) {
+        if (button != nullptr) {
+            connect(button, &QCheckBox::stateChanged, this,
+                    [this, button] { controlsChanged(button); });
+        }
+    }
+    if (_whiteBalanceColor != nullptr) {
+        connect(_whiteBalanceColor, &NSUIColorWell::colorChanged, this,
+                [this] { controlsChanged(_whiteBalanceColor); });
+    }
+    updateFilterStackState(nullptr);
+}
+
+CIImage NSUICICameraControls::filteredImage(CIImage const& image) const {
+    CIImage result = Stage(_whitePointAdjust.get(), image);
+    result = Stage(_exposure.get(), result);
+    result = Stage(_color.get(), result);
+    result = result.imageByApplyingTransform(_transform);
+    return Stage(_crop.get(), result);
+}
+
+void NSUICICameraControls::updateFilterStackState(QObject* /*sender*/) {
+    // A control that is not there leaves its stage as it is (at its identity).
+    if (_whitePointAdjust) {
+        bool const balance = _whiteBalanceEnable != nullptr && _whiteBalanceEnable->isOn() &&
+                             _whiteBalanceColor != nullptr;
+        _whitePointAdjust->setValue(balance ? _whiteBalanceColor->getCIColorOpaque()
+                                            : defaultWhiteBalanceCIColor(),
+                                    Key(CIWhitePointAdjustFilter::kInputColorKey));
+    }
+    if (_exposureSlider != nullptr) {
+        SetNumber(_exposure.get(), CIExposureAdjustFilter::kInputEVKey,
+                  _exposureSlider->floatValue());
+    }
+    struct ColorInput {
+        NSUISlider* slider;
+        char const* key;
+    };
+    for (ColorInput const& input :
+         {ColorInput{_brightnessSlider, CIColorControlsFilter::kInputBrightnessKey},
+          ColorInput{_contrastSlider, CIColorControlsFilter::kInputContrastKey},
+          ColorInput{_saturationSlider, CIColorControlsFilter::kInputSaturationKey}}) {
+        if (input.slider != nullptr) {
+            SetNumber(_color.get(), input.key, input.slider->floatValue());
+        }
+    }
+    // Translate first, then flip, so the mirrored picture stays within the frame.
+    QTransform transform;
+    if (_mirrorImageX != nullptr && _mirrorImageX->isOn()) {
+        transform.translate(NSUICICameraControls_FrameWidth, 0);
+        transform.scale(-1, 1);
+    }
+    if (_mirrorImageY != nullptr && _mirrorImageY->isOn()) {
+        transform.translate(0, NSUICICameraControls_FrameHeight);
+        transform.scale(1, -1);
+    }
+    _transform = transform;
+    ++mRevision;
+    emit filterStackChanged();
+}
+
+void NSUICICameraControls::resetDefaults(QObject* sender) {
+    {
+        std::vector<std::unique_ptr<QSignalBlocker>> blockers;
+        for (QObject* control : std::initializer_list<QObject*>{
+                 _whiteBalanceColor, _whiteBalanceEnable, _mirrorImageX, _mirrorImageY,
+                 _exposureSlider, _brightnessSlider, _contrastSlider, _saturationSlider}) {
+            if (control != nullptr) {
+                blockers.push_back(std::make_unique<QSignalBlocker>(control));
+            }
+        }
+        if (_whiteBalanceColor != nullptr) {
+            _whiteBalanceColor->setColor(QColor::fromRgbF(1, 1, 1));
+        }
+        for (NSUISwitch* button : {_whiteBalanceEnable, _mirrorImageX, _mirrorImageY}) {
+            if (button != nullptr) {
+                button->setState(0);
+            }
+        }
+        struct Reset {
+            NSUISlider* slider;
+            double value;
+        };
+        for (Reset const& reset : {Reset{_exposureSlider, 0.0}, Reset{_brightnessSlider, 0.0},
+                                   Reset{_contrastSlider, 1.0}, Reset{_saturationSlider, 1.0}}) {
+            if (reset.slider != nullptr) {
+                reset.slider->setDoubleValue(reset.value);
+            }
+        }
+    }
+    updateFilterStackState(sender);
+}
+
+void NSUICICameraControls::preferencesSaveDefaults(QObject* /*sender*/) {
+    UserDefaults::Batch batch(UserDefaults::standard());
+    struct SliderKey {
+        NSUISlider* slider;
+        char const* key;
+    };
+    for (SliderKey const& entry : {SliderKey{_exposureSlider, "_exposureSlider"},
+                                   SliderKey{_brightnessSlider, "_brightnessSlider"},
+                                   SliderKey{_contrastSlider, "_contrastSlider"},
+                                   SliderKey{_saturationSlider, "_saturationSlider"}}) {
+        NSUserDefaultSaveString(entry.slider != nullptr ? entry.slider->stringValue() : QString(),
+                                entry.key);
+    }
+    struct SwitchKey {
+        NSUISwitch* button;
+        char const* key;
+    };
+    for (SwitchKey const& entry : {SwitchKey{_mirrorImageX, "_mirrorImageX"},
+                                   SwitchKey{_mirrorImageY, "_mirrorImageY"},
+                                   SwitchKey{_whiteBalanceEnable, "_whiteBalanceEnable"}}) {
+        if (entry.button != nullptr) {
+            NSUserDefaultSave(entry.button->state(), entry.key);
+        }
+    }
+    NSUserDefaultSaveString(_whiteBalanceColor != nullptr
+                                ? ParamConvert::GetColor3(*_whiteBalanceColor).toString()
+                                : QString(),
+                            "_whiteBalanceColor");
+}
+
+void NSUICICameraControls::preferencesLoadDefaults(QObject* sender) {
+    {
+        struct SliderKey {
+            NSUISlider* slider;
+            char const* key;
+            char const* fallback;
+        };
+        for (SliderKey const& entry : {SliderKey{_exposureSlider, "_exposureSlider", "0.0"},
+                                       SliderKey{_brightnessSlider, "_brightnessSlider", "0.0"},
+                                       SliderKey{_contrastSlider, "_contrastSlider", "1.0"},
+                                       SliderKey{_saturationSlider, "_saturationSlider", "1.0"}}) {
+            QString const text =
+                NSUserDefaultLoadKind<QString>(entry.key, QString::fromLatin1(entry.fallback));
+            if (entry.slider != nullptr) {
+                QSignalBlocker const blocker(entry.slider);
+                entry.slider->setStringValue(text);
+            }
+        }
+        struct SwitchKey {
+            NSUISwitch* button;
+            char const* key;
+        };
+        for (SwitchKey const& entry : {SwitchKey{_mirrorImageX, "_mirrorImageX"},
+                                       SwitchKey{_mirrorImageY, "_mirrorImageY"},
+                                       SwitchKey{_whiteBalanceEnable, "_whiteBalanceEnable"}}) {
+            double const state = NSUserDefaultLoadKind<double>(entry.key, 0.0);
+            if (entry.button != nullptr) {
+                QSignalBlocker const blocker(entry.button);
+                entry.button->setState(static_cast<int>(state));
+            }
+        }
+        // The white-balance colour is saved but not taken back: the well keeps its colour.
+    }
+    updateFilterStackState(sender);
+}
+
+bool NSUICICameraControls::isNeutral() const {
+    bool const white = _whitePointAdjust == nullptr ||
+                       _whitePointAdjust->colorForKey(
+                           Key(CIWhitePointAdjustFilter::kInputColorKey)) ==
+                           defaultWhiteBalanceCIColor();
+    return white && NumberOf(_exposure.get(), CIExposureAdjustFilter::kInputEVKey, 0.0) == 0.0 &&
+           NumberOf(_color.get(), CIColorControlsFilter::kInputSaturationKey, 1.0) == 1.0 &&
+           NumberOf(_color.get(), CIColorControlsFilter::kInputBrightnessKey, 0.0) == 0.0 &&
+           NumberOf(_color.get(), CIColorControlsFilter::kInputContrastKey, 1.0) == 1.0 &&
+           _transform.isIdentity();
+}
+
+void NSUICICameraControls::pickWhiteReference(QColor const& color) {
+    if (_whiteBalanceColor == nullptr || _whiteBalanceEnable == nullptr) {
+        return;
+    }
+    QSignalBlocker const blockColor(_whiteBalanceColor);
+    QSignalBlocker const blockSwitch(_whiteBalanceEnable);
+    _whiteBalanceColor->setColor(color);
+    _whiteBalanceEnable->setState(1);
+    updateFilterStackState(_whiteBalanceColor);
+}
+
+void NSUICICameraControls::saveEyeSettings(QString const& prefix) const {
+    QVariantMap values;
+    mMapping.AddParamsToDictionary(values);
+    UserDefaults& defaults = UserDefaults::standard();
+    UserDefaults::Batch batch(defaults);
+    for (auto entry = values.constBegin(); entry != values.constEnd(); ++entry) {
+        std::string const key = (prefix + '.' + entry.key()).toStdString();
+        if (entry.value().typeId() == QMetaType::QString) {
+            defaults.setString(key, entry.value().toString().toStdString());
+        } else {
+            defaults.setNumber(key, entry.value().toDouble());
+        }
+    }
+}
+
+void NSUICICameraControls::restoreEyeSettings(QString const& prefix) {
+    UserDefaults const& defaults = UserDefaults::standard();
+    QVariantMap values;
+    for (int i = 0; i < mMapping.count(); ++i) {
+        QString const name = QString::fromLatin1(mMapping.ParamFromIndex(i).paramName);
+        std::string const key = (prefix + '.' + name).toStdString();
+        if (std::optional<double> const number = defaults.numberForKey(key)) {
+            values.insert(name, *number);
+        } else if (std::optional<std::string> const text = defaults.stringForKey(key)) {
+            values.insert(name, QString::fromStdString(*text));
+        }
+    }
+    if (values.isEmpty()) {
+        return;  // nothing stored for this eye yet
+    }
+    {
+        std::vector<std::unique_ptr<QSignalBlocker>> blockers;
+        for (int i = 0; i < mMapping.count(); ++i) {
+            if (auto* control = dynamic_cast<QObject*>(mMapping.ParamFromIndex(i).paramControl)) {
+                blockers.push_back(std::make_unique<QSignalBlocker>(control));
+            }
+        }
+        mMapping.SetControlValuesFromDictionary(&values);
+    }
+    updateFilterStackState(nullptr);
+}
+
+namespace {
+
+struct SliderSpec {
+    char const* title;
+    double minValue;
+    double maxValue;
+    double increment;
+    double identity;
+    char const* toolTip;
+};
+
+}  // namespace
+
+NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
+    : QWidget(parent), mControls(new NSUICICameraControls(this)), mPick(new QToolButton(this)) {
+    auto* grid = new QGridLayout(this);
+    grid->setContentsMargins(4, 4, 4, 4);
+    grid->setVerticalSpacing(2);
+    NSUICICameraControls::Outlets outlets;
+    SliderSpec const specs[] = {
+        {"Exposure", -2.0, 2.0, 0.02, 0.0, "Light in stops: +1 doubles it"},
+        {"Brightness", -0.5, 0.5, 0.01, 0.0, "Added to every colour"},
+        {"Contrast", 0.5, 2.0, 0.01, 1.0, "Spread of the tones around mid-grey"},
+        {"Saturation", 0.0, 2.0, 0.01, 1.0, "0 is grey, 1 as the camera sees it"},
+    };
+    NSUISlider** targets[] = {&outlets.exposureSlider, &outlets.brightnessSlider,
+                              &outlets.contrastSlider, &outlets.saturationSlider};
+    int row = 0;
+    for (SliderSpec const& spec : specs) {
+        auto* slider = new NSUISlider(this);
+        slider->setRange(spec.minValue, spec.maxValue, spec.increment);
+        slider->setDoubleValue(spec.identity);
+        slider->setToolTip(tr(spec.toolTip));
+        slider->setObjectName(QString::fromLatin1(spec.title).toLower() + "Slider");
+        auto* value = new QLabel(this);
+        value->setMinimumWidth(value->fontMetrics().horizontalAdvance("-0.00") + 4);
+        value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        auto const show = [value, slider] {
+            value->setText(QString::number(slider->doubleValue(), 'f', 2));
+        };
+        show();
+        connect(slider, &QSlider::valueChanged, value, show);
+        grid->addWidget(new QLabel(tr(spec.title), this), row, 0);
+        grid->addWidget(slider, row, 1);
+        grid->addWidget(value, row, 2);
+        *targets[row] = slider;
+        ++row;
+    }
+
+    auto* mirrors = new QHBoxLayout();
+    outlets.mirrorImageX = new NSUISwitch(tr("Left-right"), this);
+    outlets.mirrorImageY = new NSUISwitch(tr("Upside down"), this);
+    outlets.mirrorImageX->setObjectName("mirrorImageX");
+    outlets.mirrorImageY->setObjectName("mirrorImageY");
+    mirrors->addWidget(outlets.mirrorImageX);
+    mirrors->addWidget(outlets.mirrorImageY);
+    mirrors->addStretch();
+    grid->addWidget(new QLabel(tr("Mirror"), this), row, 0);
+    grid->addLayout(mirrors, row++, 1, 1, 2);
+
+    auto* white = new QHBoxLayout();
+    outlets.whiteBalanceEnable = new NSUISwitch(tr("Balance"), this);
+    outlets.whiteBalanceEnable->setObjectName("whiteBalanceEnable");
+    outlets.whiteBalanceEnable->setToolTip(tr("Make the reference colour white"));
+    outlets.whiteBalanceColor = new NSUIColorWell(this);
+    outlets.whiteBalanceColor->setObjectName("whiteBalanceColor");
+    mPick->setText(tr("Pick"));
+    mPick->setCheckable(true);
+    mPick->setObjectName("pickWhite");
+    mPick->setToolTip(tr("Click a grey or white object in the eye's picture"));
+    white->addWidget(outlets.whiteBalanceEnable);
+    white->addWidget(outlets.whiteBalanceColor);
+    white->addWidget(mPick);
+    white->addStretch();
+    grid->addWidget(new QLabel(tr("White"), this), row, 0);
+    grid->addLayout(white, row++, 1, 1, 2);
+
+    auto* buttons = new QHBoxLayout();
+    struct Action {
+        char const* title;
+        char const* toolTip;
+        void (NSUICICameraControls::*action)(QObject*);
+    };
+    for (Action const& action :
+         {Action{"Reset", "Factory settings", &NSUICICameraControls::resetDefaults},
+          Action{"Save", "Store these settings as the shared defaults",
+                 &NSUICICameraControls::preferencesSaveDefaults},
+          Action{"Load", "Take the shared defaults (the white reference stays)",
+                 &NSUICICameraControls::preferencesLoadDefaults}}) {
+        auto* button = new QPushButton(tr(action.title), this);
+        button->setToolTip(tr(action.toolTip));
+        button->setObjectName(QString::fromLatin1(action.title).toLower() + "Button");
+        connect(button, &QPushButton::clicked, mControls,
+                [this, button, method = action.action] { (mControls->*method)(button); });
+        buttons->addWidget(button);
+    }
+    grid->addLayout(buttons, row++, 0, 1, 3);
+    grid->setRowStretch(row, 1);
+    grid->setColumnStretch(1, 1);
+    mControls->setOutlets(outlets);
+}
+
+bool import_NSUICICameraControls() { return true; }
