@@ -18,7 +18,10 @@ void NSUISlider::setRange(double minValue, double maxValue, double increment) {
     setPageStep(std::max(1, maximum() / 10));
 }
 
-double NSUISlider::doubleValue() const { return mMin + value() * mIncrement; }
+double NSUISlider::doubleValue() const {
+    // Steps are whole multiples of the increment: round away the float noise of the sum.
+    return std::round((mMin + value() * mIncrement) * 1e9) / 1e9;
+}
 
 void NSUISlider::setDoubleValue(double value) {
     if (!std::isfinite(value)) {
@@ -28,8 +31,7 @@ void NSUISlider::setDoubleValue(double value) {
 }
 
 QString NSUISlider::stringValue() const {
-    // Steps are whole multiples of the increment: round away the float noise of the sum.
-    return QString::number(std::round(doubleValue() * 1e6) / 1e6, 'g', 10);
+    return QString::number(doubleValue(), 'g', 10);
 }
 
 void NSUISlider::setStringValue(QString const& text) {

@@ -11,6 +11,11 @@ NSUISegmentedControl::NSUISegmentedControl(QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     mGroup->setExclusive(true);
+    // The selected segment in the highlight colour, bold, so it is seen at a glance.
+    setStyleSheet(QStringLiteral(
+        "QToolButton { padding: 4px 10px; border: 1px solid palette(mid); background: palette(button); }"
+        "QToolButton:checked { background: palette(highlight); color: palette(highlighted-text);"
+        " font-weight: bold; }"));
     connect(mGroup, &QButtonGroup::idClicked, this, &NSUISegmentedControl::segmentChanged);
 }
 

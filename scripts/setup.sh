@@ -23,6 +23,13 @@ if ((${#missing[@]})); then
         "${missing[@]}"
 fi
 
+# The tests read and write settings under a comma-decimal locale too.
+if ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
+    sudo=()
+    [[ $(id -u) -eq 0 ]] || sudo=(sudo)
+    "${sudo[@]}" localedef -i de_DE -f UTF-8 de_DE.UTF-8 || echo "de_DE.UTF-8 not available"
+fi
+
 jobs=$(nproc 2>/dev/null || echo 2)
 if [[ $kind == sanitize ]]; then
     cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDUOSCOPE_SANITIZE=ON \

@@ -16,6 +16,8 @@
 
 #include <gtest/gtest.h>
 
+#include "CoCamX/NSUICICameraControls.h"
+#include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "app/DSCBroadcastControl.h"
@@ -260,6 +262,36 @@ TEST_F(BroadcastSwitchTest, SwitchesAreStoredByTheCloseAndTakenBackByTheNextWind
     Open();
     EXPECT_TRUE(Button("rebroadcastButton")->isChecked());
     EXPECT_FALSE(Button("allowCameraButton")->isChecked());
+}
+
+TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWereLeft) {
+    auto const panel = [this](char const* name) {
+        return mDocument->window()->findChild<NSUICameraAdjustPanel*>(name)->controls()->outlets();
+    };
+    Open();
+    panel("leftAdjustPanel").exposureSlider->setDoubleValue(0.5);
+    panel("leftAdjustPanel").mirrorImageY->setState(1);
+    auto* monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
+    monitor->setMonitorImageType(DSCStereoView::kMonitorRightEye);
+    int const writes = UserDefaults::standard().saveCount();
+    mDocument->window()->close();
+    EXPECT_EQ(UserDefaults::standard().saveCount(), writes + 1) << "one write for everything";
+    delete mDocument;
+    mDocument = nullptr;
+    QApplication::processEvents();
+
+    Open();
+    EXPECT_EQ(panel("leftAdjustPanel").exposureSlider->doubleValue(), 0.5);
+    EXPECT_EQ(panel("leftAdjustPanel").mirrorImageY->state(), 1);
+    EXPECT_EQ(panel("rightAdjustPanel").exposureSlider->doubleValue(), 0.0);
+    EXPECT_EQ(panel("rightAdjustPanel").mirrorImageY->state(), 0);
+    monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
+    EXPECT_EQ(monitor->monitorImageType(), DSCStereoView::kMonitorRightEye);
+
+    // Back to the factory settings for the tests after this one.
+    panel("leftAdjustPanel").mirrorImageY->setState(0);
+    panel("leftAdjustPanel").exposureSlider->setDoubleValue(0.0);
+    monitor->setMonitorImageType(DSCStereoView::kMonitorCombined);
 }
 
 std::string CurrentCamera(QCamGrabCGImageView* eye) {
