@@ -1,9 +1,13 @@
 // One master-clock tick with two test-pattern cameras, whole and stage by stage: both eyes
 // grab and decode (the test pattern renders and encodes a new MJPEG frame for each, which a
-// real camera does in its own hardware), the monitor composes the anaglyph and draws it at
-// 640 x 480, and the kept monitor image is drawn into a 640 x 480 broadcast buffer.
+// real camera does in its own hardware) and run their adjustment stacks, the monitor
+// composes the anaglyph and draws it at 640 x 480, and the kept monitor image is drawn into
+// a 640 x 480 broadcast buffer. The whole tick runs with neutral stacks and with both eyes'
+// stacks active, in one run; "allocs" counts heap allocations per tick.
 
+#include <atomic>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 #include <QApplication>
@@ -11,16 +15,21 @@
 
 #include <benchmark/benchmark.h>
 
+#include "CoCamX/NSUICICameraControls.h"
+#include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "app/DSCStereoView.h"
 #include "platform/capture/TestPatternBackEnd.h"
 #include "platform/imaging/CIContext.h"
 
+std::atomic<long> gAllocations{0};
+
 namespace {
 
 struct StereoRig {
     QComboBox leftPopUp, rightPopUp;
+    NSUICameraAdjustPanel leftPanel, rightPanel;
     QCamGrabCGImageView left, right;
     NSUISegmentedControl control;
     DSCStereoView monitor;
@@ -29,8 +38,23 @@ struct StereoRig {
     std::unique_ptr<CIContext> broadcast =
         CIContext::contextWithBitmap(broadcastBuffer.data(), 640, 480, 640 * 4);
 
-    StereoRig() {
+    explicit StereoRig(bool activeStacks = false) {
         TestPatternBackEnd::SetFreeRunning(true);
+        left.setCameraControls(leftPanel.controls());
+        right.setCameraControls(rightPanel.controls());
+        if (activeStacks) {
+            // Every stage at work: white point, exposure, colour controls and a mirror.
+            for (NSUICameraAdjustPanel* panel : {&leftPanel, &rightPanel}) {
+                NSUICICameraControls::Outlets const& o = panel->controls()->outlets();
+                o.whiteBalanceColor->setColor(QColor(230, 215, 200));
+                o.whiteBalanceEnable->setState(1);
+                o.exposureSlider->setDoubleValue(0.4);
+                o.brightnessSlider->setDoubleValue(0.02);
+                o.contrastSlider->setDoubleValue(1.1);
+                o.saturationSlider->setDoubleValue(1.2);
+                o.mirrorImageX->setState(1);
+            }
+        }
         left.setCameraPopUpButton(&leftPopUp);
         right.setCameraPopUpButton(&rightPopUp);
         monitor.setEyes(&left, &right);
@@ -48,7 +72,10 @@ struct StereoRig {
         left.cameraTimer(nullptr);
         right.cameraTimer(nullptr);
     }
-    void Compose() { monitor.drawRect(screen, QRectF(0, 0, 640, 480)); }
+    void Compose() {
+        monitor.composeMonitorImage();
+        monitor.drawRect(screen, QRectF(0, 0, 640, 480));
+    }
     void Broadcast() {
         CIImage const image = monitor.monitorImage();
         broadcast->drawImage(image, QPointF(0, 0), image.extent());
@@ -56,15 +83,18 @@ struct StereoRig {
 };
 
 void BM_TickWhole(benchmark::State& state) {
-    StereoRig rig;
+    StereoRig rig(state.range(0) != 0);
+    long const before = gAllocations.load();
     for (auto _ : state) {
         rig.Grab();
         rig.Compose();
         rig.Broadcast();
     }
     benchmark::DoNotOptimize(rig.broadcastBuffer.data());
+    state.counters["allocs"] = benchmark::Counter(static_cast<double>(gAllocations - before),
+                                                  benchmark::Counter::kAvgIterations);
 }
-BENCHMARK(BM_TickWhole)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TickWhole)->ArgName("activeStacks")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void BM_TickStage_GrabBothEyes(benchmark::State& state) {
     StereoRig rig;
@@ -101,6 +131,16 @@ void BM_TickStage_DrawIntoBroadcastBuffer(benchmark::State& state) {
 BENCHMARK(BM_TickStage_DrawIntoBroadcastBuffer)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+void* operator new(std::size_t size) {
+    ++gAllocations;
+    if (void* p = std::malloc(size == 0 ? 1 : size)) {
+        return p;
+    }
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 int main(int argc, char** argv) {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
