@@ -4,6 +4,7 @@
 
 #include "app/DSCStereoView.h"
 
+#include <QTest>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -145,6 +146,24 @@ TEST(StereoViewTest, EachEyesAdjustmentsReachTheMonitorAndOnlyThatEye) {
     EXPECT_EQ(monitor.right.eyePicture().pixel(320, 240), qRgb(60, 60, 60));
     EXPECT_EQ(monitor.Draw(1), left.pixel(320, 240)) << "the monitor shows the adjusted eye";
     EXPECT_EQ(monitor.Draw(4), qRgb(60, 60, 60));
+
+    // The picker takes the camera's colour under the click, through the mirror, and that
+    // colour turns white (the exposure then brightens white no further).
+    QImage warm = Solid(640, 480, qRgb(60, 60, 60));
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 320; ++x) {
+            warm.setPixel(x, y, qRgb(200, 150, 100));  // the left half, shown on the right
+        }
+    }
+    monitor.right.setCameraImageRef(warm);
+    monitor.right.resize(320, 240);
+    rightPanel.controls()->outlets().mirrorImageX->setState(1);
+    monitor.right.setPickingWhiteReference(true);
+    QTest::mouseClick(&monitor.right, Qt::LeftButton, {}, QPoint(300, 100));
+    EXPECT_FALSE(monitor.right.isPickingWhiteReference()) << "one click picks";
+    EXPECT_EQ(rightPanel.controls()->outlets().whiteBalanceColor->color(), QColor(200, 150, 100));
+    EXPECT_EQ(rightPanel.controls()->outlets().whiteBalanceEnable->state(), 1);
+    EXPECT_EQ(monitor.right.eyePicture().pixel(600, 100), qRgb(255, 255, 255));
 }
 
 TEST(StereoViewTest, AnEyeWhoseCameraWasClosedHasNoPictureSoTheOtherEyeIsShownUnchanged) {
