@@ -381,6 +381,8 @@ void DSCDocument::restoreCameraChoices() {
 
 void DSCDocument::windowWillClose() {
     --sCountInstances;
+    // Everything stored on the way out goes into one write of the defaults file.
+    UserDefaults::Batch const batch(UserDefaults::standard());
     storeWindowSettings();
     stereoCameraClose();
     if (_camTimer != nullptr) {
