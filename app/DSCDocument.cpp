@@ -4,6 +4,9 @@
 #include <optional>
 #include <string>
 
+#include <QFileInfo>
+#include <QShortcut>
+#include <QStatusBar>
 #include <QTimer>
 #include <QToolButton>
 
@@ -16,6 +19,7 @@
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCProduct.h"
+#include "app/DSCSnapshot.h"
 #include "app/DSCStereoView.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIContext.h"
@@ -87,6 +91,14 @@ void DSCDocument::makeWindowControllers() {
                 &DSCDocument::stereoGrabCameraMenuChanged);
     }
     connectAdjustments();
+    connect(mUi->snapshotButton, &QToolButton::clicked, this, &DSCDocument::takeSnapshot);
+    connect(new QShortcut(QKeySequence::Save, mWindow), &QShortcut::activated, this,
+            &DSCDocument::takeSnapshot);
+    DSCStereoView* monitor = mUi->stereoView;
+    connect(mUi->fullScreenButton, &QToolButton::clicked, monitor,
+            [monitor] { monitor->setFullScreenMonitor(true); });
+    connect(new QShortcut(QKeySequence(Qt::Key_F11), mWindow), &QShortcut::activated, monitor,
+            [monitor] { monitor->setFullScreenMonitor(!monitor->isFullScreenMonitor()); });
     mUi->broadcastControl->setRebroadcastButton(mUi->rebroadcastButton);
     mUi->broadcastControl->setAllowCameraButton(mUi->allowCameraButton);
     mUi->broadcastControl->awakeFromNib();
@@ -164,6 +176,28 @@ void DSCDocument::restoreWindowSettings() {
     if (mSettingsTimer != nullptr) {
         mSettingsTimer->stop();
     }
+}
+
+QString DSCDocument::takeSnapshot() {
+    if (!mUi) {
+        return {};
+    }
+    DSCSnapshot::Files const files = DSCSnapshot::save(
+        mUi->stereoView->monitorPicture(), mUi->leftEyeView->eyePicture(),
+        mUi->rightEyeView->eyePicture(), DSCSnapshot::picturesFolder());
+    QStringList names;
+    for (QString const& path : {files.png, files.jps}) {
+        if (!path.isEmpty()) {
+            names << QFileInfo(path).fileName();
+        }
+    }
+    QString const status =
+        names.isEmpty() ? tr("No snapshot saved: nothing to save, or the Pictures folder "
+                             "cannot be written (see the log)")
+                        : tr("Saved in %1: %2").arg(DSCSnapshot::picturesFolder(),
+                                                    names.join(QStringLiteral(", ")));
+    mUi->statusBar->showMessage(status, 10000);
+    return status;
 }
 
 void DSCDocument::showWindows() {

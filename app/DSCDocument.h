@@ -53,6 +53,10 @@ public:
     void stereoGrabCameraMenuChanged(NSUICamMenuController* sender);
     void windowWillClose();
 
+    // Saves the monitor's picture and the eyes' stereo pair in the Pictures folder and says
+    // so in the window's status line; returns that text.
+    QString takeSnapshot();
+
     QTimer* camTimer() const { return _camTimer; }
     int broadcastFrameDepth() const { return _broadcastFrame; }
 

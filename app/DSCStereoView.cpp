@@ -1,5 +1,7 @@
 #include "app/DSCStereoView.h"
 
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
 
 #include "CoCamX/NSUISegmentedControl.h"
@@ -30,6 +32,8 @@ void DSCStereoView::initialize() {
 
 DSCStereoView::DSCStereoView(QWidget* parent) : QWidget(parent) {
     setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::ClickFocus);
+    setToolTip(tr("Double-click or F11: full screen; Esc leaves"));
     initialize();
     _stereoMux = CIFilter::filterWithName(QString::fromLatin1(kCIVIZStereoMuxFilter_Name));
     if (_stereoMux) {
@@ -177,6 +181,37 @@ void DSCStereoView::drawPicture(QPainter& painter, QRectF rect) const {
 void DSCStereoView::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     drawPicture(painter, QRectF(rect()));
+}
+
+void DSCStereoView::setFullScreenMonitor(bool fullScreen) {
+    if (fullScreen == isFullScreenMonitor() || parentWidget() == nullptr) {
+        return;  // a monitor without a window to return to stays as it is
+    }
+    if (fullScreen) {
+        setWindowFlags(Qt::Window);
+        showFullScreen();
+        setFocus(Qt::OtherFocusReason);
+    } else {
+        setWindowFlags(Qt::Widget);  // back into its place in the window's layout
+        show();
+    }
+    emit fullScreenChanged(fullScreen);
+}
+
+void DSCStereoView::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) {
+        setFullScreenMonitor(!isFullScreenMonitor());
+    }
+}
+
+void DSCStereoView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_F11) {
+        setFullScreenMonitor(!isFullScreenMonitor());
+    } else if (event->key() == Qt::Key_Escape && isFullScreenMonitor()) {
+        setFullScreenMonitor(false);
+    } else {
+        QWidget::keyPressEvent(event);
+    }
 }
 
 void DSCStereoView::drawRect(QImage& target, QRectF rect) const {

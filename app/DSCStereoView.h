@@ -67,8 +67,18 @@ public:
     // with its shape kept.
     static QRectF letterboxRect(QRectF bounds, QSizeF picture);
 
+    // The monitor alone on the whole screen, for a 3D TV or a projector: a double click or
+    // F11 switches it, Esc leaves. It goes back to its place in the window after.
+    void setFullScreenMonitor(bool fullScreen);
+    bool isFullScreenMonitor() const { return isWindow(); }
+
+signals:
+    void fullScreenChanged(bool fullScreen);
+
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void drawPicture(QPainter& painter, QRectF rect) const;
 
     NSUISegmentedControl* _monitorImageType = nullptr;
