@@ -76,6 +76,7 @@ void DSCDocument::makeWindowControllers() {
     }
     mUi->broadcastControl->setRebroadcastButton(mUi->rebroadcastButton);
     mUi->broadcastControl->setAllowCameraButton(mUi->allowCameraButton);
+    mUi->broadcastControl->setBroadcastNotice(mUi->broadcastNotice);
     mUi->broadcastControl->awakeFromNib();
     setOutlets(mUi->leftEyeView, mUi->rightEyeView, mUi->stereoView, mUi->broadcastControl);
 
