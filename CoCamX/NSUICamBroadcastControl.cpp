@@ -54,8 +54,12 @@ CGContextRef CGContextRef_From_ARGB_CameraBuffer(SHARED_CAMERA_BUFFER const* buf
         buffer->frameHeight < 1 || buffer->frameBufferRowBytes < buffer->frameWidth * 4) {
         return nullptr;
     }
-    auto context = std::make_unique<CGContext>(buffer->frameBufferPtr, buffer->frameWidth,
-                                               buffer->frameHeight, buffer->frameBufferRowBytes);
+    // Copied out first: the record is packed, so its fields cannot be bound to references.
+    void* const pixels = buffer->frameBufferPtr;
+    int const width = buffer->frameWidth;
+    int const height = buffer->frameHeight;
+    int const rowBytes = buffer->frameBufferRowBytes;
+    auto context = std::make_unique<CGContext>(pixels, width, height, rowBytes);
     if (!context->painter.isActive()) {
         return nullptr;
     }
