@@ -101,6 +101,7 @@ void DSCDocument::makeWindowControllers() {
             [monitor] { monitor->setFullScreenMonitor(!monitor->isFullScreenMonitor()); });
     mUi->broadcastControl->setRebroadcastButton(mUi->rebroadcastButton);
     mUi->broadcastControl->setAllowCameraButton(mUi->allowCameraButton);
+    mUi->broadcastControl->setBroadcastNotice(mUi->broadcastNotice);
     mUi->broadcastControl->awakeFromNib();
     setOutlets(mUi->leftEyeView, mUi->rightEyeView, mUi->stereoView, mUi->broadcastControl);
 

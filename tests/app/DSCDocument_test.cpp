@@ -3,6 +3,9 @@
 
 #include "app/DSCDocument.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,6 +14,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QElapsedTimer>
+#include <QImage>
 #include <QSignalSpy>
 #include <QTimer>
 
@@ -26,6 +30,7 @@
 #include "platform/capture/TestPatternBackEnd.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIContext.h"
+#include "tests/support/TestEnvironment.h"
 
 namespace {
 
@@ -249,7 +254,7 @@ TEST_F(BroadcastSwitchTest, SwitchesAreStoredByTheCloseAndTakenBackByTheNextWind
     ASSERT_NE(Button("allowCameraButton"), nullptr);
     EXPECT_FALSE(Button("rebroadcastButton")->isChecked()) << "broadcasting starts off";
     EXPECT_TRUE(Button("allowCameraButton")->isChecked()) << "connections start allowed";
-    Button("rebroadcastButton")->setChecked(true);  // greyed out until broadcasting exists
+    Button("rebroadcastButton")->setChecked(true);
     Button("allowCameraButton")->click();
 
     mDocument->window()->close();
@@ -292,6 +297,52 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWer
     panel("leftAdjustPanel").mirrorImageY->setState(0);
     panel("leftAdjustPanel").exposureSlider->setDoubleValue(0.0);
     monitor->setMonitorImageType(DSCStereoView::kMonitorCombined);
+}
+
+// The picture a second process reads from the virtual camera now, or a null image.
+QImage Snapshot(int* exitCode = nullptr) {
+    std::string const path = TestEnvironment::Home() + "/snapshot.png";
+    std::remove(path.c_str());
+    int const status = std::system((DUOSCOPE_CAM_TOOL " --snapshot " + path + " 2>/dev/null").c_str());
+    if (exitCode != nullptr) {
+        *exitCode = WEXITSTATUS(status);
+    }
+    return QImage(QString::fromStdString(path)).convertToFormat(QImage::Format_ARGB32_Premultiplied);
+}
+
+TEST_F(BroadcastSwitchTest, AReaderProcessSeesTheMonitorPictureAndTheSwitchesTakeEffect) {
+    UserDefaults::standard().setNumber("_rebroadcastButton", 1);
+    Open();
+    DSCStereoView* stereo = mDocument->window()->findChild<DSCStereoView*>("stereoView");
+    mDocument->camTimer()->stop();  // ticks by hand, so the monitor holds still between them
+    auto const tick = [&] {
+        mDocument->masterTimeClock(nullptr);
+        QApplication::processEvents();
+    };
+    auto const monitor = [&] {
+        return CIContext::createQImage(stereo->monitorImage(), QRectF(0, 0, 640, 480))
+            .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    };
+    for (int type : {DSCStereoView::kMonitorCombined, DSCStereoView::kMonitorLeftEye}) {
+        stereo->setMonitorImageType(type);
+        // Within two ticks the broadcast frame is the monitor's picture in the new mode. (The
+        // monitor image renders the eyes' current frames, which only the next tick changes.)
+        tick();
+        tick();
+        EXPECT_EQ(Snapshot(), monitor()) << "monitor type " << type;
+    }
+
+    Button("allowCameraButton")->click();
+    int exitCode = 0;
+    EXPECT_TRUE(Snapshot(&exitCode).isNull());
+    EXPECT_EQ(exitCode, 3) << "the reader says connections are not allowed";
+
+    std::string const link = TestEnvironment::Home() + "/.local/share/duoscope/components/" +
+                             "Duoscope_XXX.component";
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    mDocument->window()->close();
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(link)))
+        << "quitting while broadcasting removes the install";
 }
 
 std::string CurrentCamera(QCamGrabCGImageView* eye) {

@@ -1,0 +1,59 @@
+#pragma once
+// The virtual camera as other programs see it: a v4l2loopback device that each published
+// frame is written to as YUYV. Found by its sysfs entry (a device labelled "Duoscope" first,
+// else the lowest-numbered loopback device). When broadcasting stops a still picture saying
+// so is left on the device, so its readers do not freeze on a dead stream.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct LoopbackCandidate {
+    std::string devicePath;  // /dev/videoN
+    std::string name;        // the card label
+    int number = -1;
+};
+
+class LoopbackDevice {
+public:
+    static constexpr char kPreferredName[] = "Duoscope";
+
+    // The loopback devices listed under `sysfsRoot` (/sys/class/video4linux), with their
+    // nodes named under `devRoot`, in /dev/videoN number order.
+    static std::vector<LoopbackCandidate> FindLoopbackDevices(
+        std::string const& sysfsRoot = "/sys/class/video4linux",
+        std::string const& devRoot = "/dev");
+    // The one to write to: labelled "Duoscope" if there is one, else the first.
+    static std::optional<LoopbackCandidate> ChooseLoopbackDevice(
+        std::vector<LoopbackCandidate> const& candidates);
+
+    LoopbackDevice();
+    LoopbackDevice(LoopbackDevice const&) = delete;
+    LoopbackDevice& operator=(LoopbackDevice const&) = delete;
+    ~LoopbackDevice();
+
+    // Opens the chosen device for writing 640 x 480 YUYV. False (logged) when there is
+    // none or it refuses the format.
+    bool Open();
+    bool IsOpen() const { return mFd >= 0; }
+    std::string const& DevicePath() const { return mDevicePath; }
+
+    // Converts one 32-bit ARGB frame and writes it; a device that is busy drops the frame.
+    bool WriteFrame(std::uint8_t const* argb, int rowBytes);
+    // Leaves the "not broadcasting" picture on the device and closes it.
+    void CloseWithStillPicture();
+
+    // The conversion alone, into `yuyv` (width * 2 bytes a row).
+    static void ConvertARGBToYUYV(std::uint8_t const* argb, int argbRowBytes, std::uint8_t* yuyv,
+                                  int width, int height);
+    std::vector<std::uint8_t> const& StillPictureYUYV() const { return mStill; }
+
+private:
+    bool SetControlByName(char const* name, int value);
+
+    int mFd = -1;
+    std::string mDevicePath;
+    std::vector<std::uint8_t> mYUYV;   // one frame, allocated once
+    std::vector<std::uint8_t> mStill;  // the "not broadcasting" picture, made once
+};

@@ -1,0 +1,288 @@
+// The virtual camera across processes: frames reach a reader process whole and in order,
+// the two buffers alternate, a reader that dies holding a lock does not wedge the writer,
+// another user is refused, the component is installed by link and loaded user-first, and
+// without it every entry point answers 0. Also the loopback side: device discovery and the
+// YUYV conversion.
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <signal.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <QCheckBox>
+
+#include <gtest/gtest.h>
+
+#include "CoCamX/NSUICamBroadcastControlFast.h"
+#include "CoreX/SharedCameraBundle.h"
+#include "component/LoopbackDevice.h"
+#include "component/SharedCameraMemory.h"
+#include "platform/folders/PlatformFolders.h"
+#include "platform/imaging/CIContext.h"
+#include "tests/support/TestEnvironment.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string UserLink() {
+    return CFBaseDLL::URLOfNameInLocation(kCameraComponentFileName,
+                                          CFBaseDLL::kLocationUserComponents);
+}
+
+std::string Resource() {
+    return PlatformFolders::FolderPath(PlatformFolders::kApplicationResources) + "/" +
+           kCameraComponentFileName;
+}
+
+// A broadcast control with both switches on, broadcasting.
+class Broadcaster {
+public:
+    Broadcaster() {
+        mAllow.setChecked(true);
+        mEnable.setChecked(true);
+        mControl.setAllowCameraButton(&mAllow);
+        mControl.setRebroadcastButton(&mEnable);
+        mControl.startBroadcasting();
+    }
+    ~Broadcaster() { mControl.setBroadcastEnabled(false); }
+
+    // One tick's hand-over with a frame whose every pixel is `argb`.
+    bool Publish(std::uint32_t argb) {
+        std::vector<std::uint32_t> pixels(640 * 480, argb);
+        CIImage const image = CIImage::imageWithARGBData(pixels.data(), 640, 480, 640 * 4);
+        CIContext* context = mControl.currentCIContext();
+        if (context == nullptr) {
+            return false;
+        }
+        mControl.beginSwitchContexts();
+        context->drawImage(image, QPointF(0, 0), image.extent());
+        return mControl.endSwitchContexts() || mControl.sharedCameraBufferNumber() == 0;
+    }
+
+    QCheckBox mAllow, mEnable;
+    NSUICamBroadcastControlFast mControl;
+};
+
+TEST(Broadcast, FramesReachAReaderProcessWholeAndInOrderWhileBuffersAlternate) {
+    Broadcaster broadcaster;
+    ASSERT_TRUE(broadcaster.mControl.isBroadcasting());
+    ASSERT_TRUE(fs::is_symlink(UserLink()));
+    EXPECT_EQ(fs::read_symlink(UserLink()), Resource());
+
+    // Buffer 0, 1, 0: the buffer written is never the one being read.
+    SharedCameraMemory reader;
+    ASSERT_EQ(reader.AttachForReading(geteuid()), SharedCameraMemory::kOk);
+    for (std::uint32_t i = 1; i <= 3; ++i) {
+        int const written = broadcaster.mControl.sharedCameraBufferNumber();
+        EXPECT_EQ(written, static_cast<int>((i - 1) % 2));
+        ASSERT_TRUE(broadcaster.Publish(0xFF000000u | i));
+        EXPECT_EQ(reader.Header()->readBuffer.load(), static_cast<std::uint32_t>(written));
+    }
+
+    constexpr int kFrames = 20;
+    FILE* raw = popen(DUOSCOPE_CAM_TOOL " --raw --frames 20", "r");
+    ASSERT_NE(raw, nullptr);
+    std::vector<std::uint32_t> firstPixels;
+    int torn = 0;
+    std::thread readerThread([&] {
+        std::vector<std::uint32_t> frame(640 * 480);
+        while (fread(frame.data(), 4, frame.size(), raw) == frame.size()) {
+            firstPixels.push_back(frame[0]);
+            torn += std::count(frame.begin(), frame.end(), frame[0]) != std::ssize(frame);
+        }
+    });
+    // 30 frames a second, each a different uniform colour, until the reader has its frames.
+    auto next = std::chrono::steady_clock::now();
+    for (std::uint32_t i = 10; i < 10 + 4 * kFrames && firstPixels.size() < kFrames; ++i) {
+        broadcaster.Publish(0xFF000000u | (i << 8) | (255 - i));
+        next += std::chrono::microseconds(33333);
+        std::this_thread::sleep_until(next);
+    }
+    readerThread.join();
+    EXPECT_EQ(pclose(raw), 0);
+    EXPECT_EQ(torn, 0);
+    ASSERT_EQ(firstPixels.size(), static_cast<std::size_t>(kFrames));
+    for (std::size_t k = 1; k < firstPixels.size(); ++k) {
+        EXPECT_GT(firstPixels[k] & 0xFF00, firstPixels[k - 1] & 0xFF00) << "frame " << k;
+    }
+
+    // Connections refused: the reader says so and fails.
+    broadcaster.mAllow.click();
+    EXPECT_EQ(WEXITSTATUS(system(DUOSCOPE_CAM_TOOL " --snapshot /dev/null 2>/dev/null")), 3);
+}
+
+TEST(Broadcast, AReaderKilledHoldingALockDoesNotWedgeTheWriter) {
+    Broadcaster broadcaster;
+    ASSERT_TRUE(broadcaster.Publish(0xFF112233));
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    pid_t const child = fork();
+    if (child == 0) {
+        SharedCameraMemory memory;
+        bool const locked = memory.AttachForReading(geteuid()) == SharedCameraMemory::kOk &&
+                            memory.Lock(0, 1000) && memory.Lock(1, 1000);
+        char const byte = locked ? 1 : 0;
+        (void)!write(ready[1], &byte, 1);
+        pause();
+        _exit(0);
+    }
+    char byte = 0;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    ASSERT_EQ(byte, 1) << "the reader could not take both locks";
+    // While it lives, the writer's bounded wait gives up and drops the frame.
+    int const number = broadcaster.mControl.sharedCameraBufferNumber();
+    EXPECT_FALSE(broadcaster.Publish(0xFF445566));
+    EXPECT_EQ(broadcaster.mControl.sharedCameraBufferNumber(), number);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(broadcaster.Publish(0xFF778899)) << "tick " << i << " after the reader died";
+    }
+    close(ready[0]);
+    close(ready[1]);
+}
+
+TEST(Broadcast, AnotherUserCannotOpenTheMemory) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "running a process under another uid needs root";
+    }
+    Broadcaster broadcaster;
+    ASSERT_TRUE(broadcaster.Publish(0xFF000000));
+    uid_t const owner = geteuid();
+    pid_t const child = fork();
+    if (child == 0) {
+        if (setgid(65534) != 0 || setuid(65534) != 0) {
+            _exit(10);
+        }
+        SharedCameraMemory memory;
+        _exit(memory.AttachForReading(owner) == SharedCameraMemory::kPermissionDenied ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(ComponentBundle, InstallsByLinkAndLoadsUserThenSystemThenLocal) {
+    std::string const root = TestEnvironment::Home() + "/root";
+    CFBaseDLL::SetSystemRoot(root);
+    struct Case {
+        bool user, system, local;
+        int loadedFrom;  // 0: nothing
+    } const cases[] = {
+        {false, false, false, 0},
+        {false, false, true, CFBaseDLL::kLocationLocalComponents},
+        {false, true, true, CFBaseDLL::kLocationSystemComponents},
+        {true, true, true, CFBaseDLL::kLocationUserComponents},
+    };
+    for (Case const& c : cases) {
+        std::pair<bool, int> const places[] = {{c.user, CFBaseDLL::kLocationUserComponents},
+                                               {c.system, CFBaseDLL::kLocationSystemComponents},
+                                               {c.local, CFBaseDLL::kLocationLocalComponents}};
+        for (auto const& [present, location] : places) {
+            std::string const path = CFBaseDLL::URLOfNameInLocation(kCameraComponentFileName, location);
+            fs::create_directories(fs::path(path).parent_path());
+            fs::remove(path);
+            if (present) {
+                fs::create_symlink(Resource(), path);
+            }
+        }
+        SHARED_CAMERA_BUFFER buffer{};
+        buffer.sizeofSHARED_CAMERA_BUFFER = sizeof(buffer);
+        EXPECT_EQ(SharedCameraBundle::GetWriteableFrameBuffer_N(0, &buffer) != 0,
+                  c.loadedFrom != 0);
+        std::string const expected =
+            c.loadedFrom != 0
+                ? CFBaseDLL::URLOfNameInLocation(kCameraComponentFileName, c.loadedFrom)
+                : "";
+        EXPECT_EQ(SharedCameraBundle::sComponent.mLoader.LoadedPath(), expected);
+        SharedCameraBundle::sComponent.mLoader.Unload();
+    }
+
+    // Present in the system folder: installing makes nothing in the user's.
+    fs::remove(UserLink());
+    EXPECT_TRUE(SharedCameraBundle::Install());
+    EXPECT_FALSE(fs::exists(fs::symlink_status(UserLink())));
+    fs::remove_all(root);
+    CFBaseDLL::SetSystemRoot("");
+
+    EXPECT_FALSE(SharedCameraBundle::UnInstall()) << "nothing installed";
+    EXPECT_TRUE(SharedCameraBundle::Install());
+    EXPECT_TRUE(SharedCameraBundle::Install()) << "a second install finds the first";
+    EXPECT_EQ(fs::read_symlink(UserLink()), Resource());
+    EXPECT_TRUE(SharedCameraBundle::UnInstall());
+    EXPECT_FALSE(fs::exists(fs::symlink_status(UserLink())));
+    EXPECT_TRUE(fs::exists(Resource())) << "uninstalling removes the link, never the resource";
+
+    // Nowhere to be found: every entry point answers 0 and nothing broadcasts.
+    SHARED_CAMERA_BUFFER buffer{};
+    buffer.sizeofSHARED_CAMERA_BUFFER = sizeof(buffer);
+    SHARED_CAMERA_CONTROL control{sizeof(control), 1};
+    int word = 0;
+    EXPECT_EQ(SharedCameraBundle::GetWriteableFrameBuffer_N(0, &buffer), 0);
+    EXPECT_EQ(SharedCameraBundle::SetCameraControl(&control), 0);
+    EXPECT_EQ(SharedCameraBundle::SetCurrentReadBuffer(&word), 0);
+    EXPECT_FALSE(SharedCameraBundle::LockFrameBuffer(&word));
+    EXPECT_FALSE(SharedCameraBundle::UnLockFrameBuffer(&word));
+    EXPECT_FALSE(SharedCameraBundle::IsLoaded());
+}
+
+TEST(Loopback, DevicesAreFoundBySysfsEntryAndTheLabelledOneIsPreferred) {
+    std::string const sysfs = TestEnvironment::Home() + "/sysfs";
+    auto const node = [&](char const* name, char const* label, char const* device) {
+        fs::create_directories(sysfs + "/" + name);
+        std::ofstream(sysfs + "/" + name + "/name") << label << "\n";
+        fs::create_symlink(device, sysfs + "/" + name + "/device");
+    };
+    node("video0", "USB Camera", "../../../3-1:1.0");
+    node("video12", "Duoscope", "../../../v4l2loopback.1");
+    node("video3", "Dummy video device (0x0000)", "../../../v4l2loopback.0");
+    fs::create_directories(sysfs + "/v4l-subdev0");
+
+    auto const found = LoopbackDevice::FindLoopbackDevices(sysfs, "/dev");
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].devicePath, "/dev/video3") << "in device-number order, not name order";
+    EXPECT_EQ(found[1].name, "Duoscope");
+    EXPECT_EQ(LoopbackDevice::ChooseLoopbackDevice(found)->devicePath, "/dev/video12");
+    EXPECT_EQ(LoopbackDevice::ChooseLoopbackDevice({found[0]})->devicePath, "/dev/video3");
+    EXPECT_FALSE(LoopbackDevice::ChooseLoopbackDevice({}).has_value());
+}
+
+TEST(Loopback, ConvertsToLimitedRangeYUYVAndHasAStillPicture) {
+    struct Case {
+        std::uint32_t argb;
+        std::uint8_t y, u, v;
+    } const cases[] = {
+        {0xFFFFFFFF, 235, 128, 128},
+        {0xFF000000, 16, 128, 128},
+        {0xFFFF0000, 82, 90, 240},  // BT.601 red
+    };
+    for (Case const& c : cases) {
+        std::vector<std::uint32_t> argb(4 * 2, c.argb);
+        std::uint8_t yuyv[4 * 2 * 2] = {};
+        LoopbackDevice::ConvertARGBToYUYV(reinterpret_cast<std::uint8_t*>(argb.data()), 16, yuyv,
+                                          4, 2);
+        EXPECT_NEAR(yuyv[0], c.y, 1) << std::hex << c.argb;
+        EXPECT_NEAR(yuyv[1], c.u, 1) << std::hex << c.argb;
+        EXPECT_NEAR(yuyv[3], c.v, 1) << std::hex << c.argb;
+    }
+    // The still picture: dark grey with light writing across the middle.
+    LoopbackDevice device;
+    auto const& still = device.StillPictureYUYV();
+    ASSERT_EQ(still.size(), 640u * 480 * 2);
+    auto const luma = [&](int x, int y) { return still[(y * 640 + x) * 2]; };
+    EXPECT_LT(luma(5, 5), 50);
+    int bright = 0;
+    for (int x = 0; x < 640; ++x) {
+        bright += luma(x, 240) > 200;
+    }
+    EXPECT_GT(bright, 40);
+}
+
+}  // namespace
