@@ -4,12 +4,16 @@
 
 #include "app/DSCStereoView.h"
 
+#include <QDir>
 #include <QTest>
+#include <QVBoxLayout>
 #include <QThread>
 
 #include <gtest/gtest.h>
 
 #include "CoCamX/NSUICICameraControls.h"
+#include "app/DSCSnapshot.h"
+#include "tests/support/TestEnvironment.h"
 #include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
@@ -191,6 +195,46 @@ TEST(StereoViewTest, AnEyeWhoseCameraWasClosedHasNoPictureSoTheOtherEyeIsShownUn
     QRgb const leftPixel = monitor.left.cameraImageRef().pixel(320, 240);
     EXPECT_EQ(monitor.Draw(2), leftPixel) << "not the anaglyph of the left and a stale right";
     EXPECT_EQ(monitor.Draw(4), qRgb(0, 0, 0));
+}
+
+TEST(SnapshotTest, APngOfTheMonitorAndAJpsWithTheRightEyeLeftNeverOverwriting) {
+    QString const folder = QString::fromStdString(TestEnvironment::Home()) + "/Pictures/new";
+    QImage const left = Solid(640, 480, qRgb(250, 10, 10));
+    QImage const right = Solid(640, 480, qRgb(10, 10, 250));
+    QImage const monitor = Solid(640, 480, qRgb(90, 90, 90));
+    QDateTime const when(QDate(2026, 11, 23), QTime(11, 40, 2));
+    DSCSnapshot::Files const first = DSCSnapshot::save(monitor, left, right, folder, when);
+    DSCSnapshot::Files const second = DSCSnapshot::save(monitor, left, right, folder, when);
+    EXPECT_EQ(first.png, folder + "/Duoscope 2026-11-23 11.40.02.png");
+    EXPECT_EQ(second.jps, folder + "/Duoscope 2026-11-23 11.40.02 2.jps");
+
+    EXPECT_EQ(QImage(first.png).pixel(5, 5), qRgb(90, 90, 90));
+    QImage const pair(first.jps, "JPEG");
+    ASSERT_EQ(pair.size(), QSize(1280, 480)) << "one JPEG twice as wide";
+    EXPECT_GT(qBlue(pair.pixel(320, 240)), 200) << "the right eye in the left half";
+    EXPECT_GT(qRed(pair.pixel(960, 240)), 200);
+
+    DSCSnapshot::Files const oneEye = DSCSnapshot::save(monitor, left, QImage(), folder, when);
+    EXPECT_FALSE(oneEye.png.isEmpty());
+    EXPECT_TRUE(oneEye.jps.isEmpty()) << "no pair without both eyes";
+}
+
+TEST(StereoViewTest, FullScreenLeavesTheWindowAndEscapeBringsItBack) {
+    QWidget window;
+    auto* layout = new QVBoxLayout(&window);
+    auto* view = new DSCStereoView();
+    layout->addWidget(view);
+    window.show();
+    view->setFullScreenMonitor(true);
+    EXPECT_TRUE(view->isWindow());
+    EXPECT_TRUE(view->windowState() & Qt::WindowFullScreen);
+    QTest::keyClick(view, Qt::Key_Escape);
+    EXPECT_FALSE(view->isWindow());
+    EXPECT_EQ(view->parentWidget(), &window);
+    EXPECT_EQ(layout->indexOf(view), 0) << "back in its place";
+    QTest::mouseDClick(view, Qt::LeftButton);
+    EXPECT_TRUE(view->isFullScreenMonitor()) << "a double click";
+    view->setFullScreenMonitor(false);
 }
 
 }  // namespace
