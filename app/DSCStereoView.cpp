@@ -3,6 +3,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QScreen>
 
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
@@ -188,7 +189,11 @@ void DSCStereoView::setFullScreenMonitor(bool fullScreen) {
         return;  // a monitor without a window to return to stays as it is
     }
     if (fullScreen) {
+        QRect const screenArea = screen()->geometry();  // the screen the window is on
         setWindowFlags(Qt::Window);
+        // The window manager makes a full-screen window cover its screen; the geometry does
+        // it where there is none.
+        setGeometry(screenArea);
         showFullScreen();
         setFocus(Qt::OtherFocusReason);
     } else {
