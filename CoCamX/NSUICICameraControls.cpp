@@ -228,24 +228,11 @@ void NSUICICameraControls::resetDefaults(QObject* sender) {
 
 void NSUICICameraControls::preferencesSaveDefaults(QObject* /*sender*/) {
     UserDefaults::Batch batch(UserDefaults::standard());
-    struct SliderKey {
-        NSUISlider* slider;
-        char const* key;
-    };
-    for (SliderKey const& entry : {SliderKey{_exposureSlider, "_exposureSlider"},
-                                   SliderKey{_brightnessSlider, "_brightnessSlider"},
-                                   SliderKey{_contrastSlider, "_contrastSlider"},
-                                   SliderKey{_saturationSlider, "_saturationSlider"}}) {
+    for (SliderKey const& entry : sliderKeys()) {
         NSUserDefaultSaveString(entry.slider != nullptr ? entry.slider->stringValue() : QString(),
                                 entry.key);
     }
-    struct SwitchKey {
-        NSUISwitch* button;
-        char const* key;
-    };
-    for (SwitchKey const& entry : {SwitchKey{_mirrorImageX, "_mirrorImageX"},
-                                   SwitchKey{_mirrorImageY, "_mirrorImageY"},
-                                   SwitchKey{_whiteBalanceEnable, "_whiteBalanceEnable"}}) {
+    for (SwitchKey const& entry : switchKeys()) {
         if (entry.button != nullptr) {
             NSUserDefaultSave(entry.button->state(), entry.key);
         }
@@ -257,39 +244,36 @@ void NSUICICameraControls::preferencesSaveDefaults(QObject* /*sender*/) {
 }
 
 void NSUICICameraControls::preferencesLoadDefaults(QObject* sender) {
-    {
-        struct SliderKey {
-            NSUISlider* slider;
-            char const* key;
-            char const* fallback;
-        };
-        for (SliderKey const& entry : {SliderKey{_exposureSlider, "_exposureSlider", "0.0"},
-                                       SliderKey{_brightnessSlider, "_brightnessSlider", "0.0"},
-                                       SliderKey{_contrastSlider, "_contrastSlider", "1.0"},
-                                       SliderKey{_saturationSlider, "_saturationSlider", "1.0"}}) {
-            QString const text =
-                NSUserDefaultLoadKind<QString>(entry.key, QString::fromLatin1(entry.fallback));
-            if (entry.slider != nullptr) {
-                QSignalBlocker const blocker(entry.slider);
-                entry.slider->setStringValue(text);
-            }
+    for (SliderKey const& entry : sliderKeys()) {
+        QString const text =
+            NSUserDefaultLoadKind<QString>(entry.key, QString::fromLatin1(entry.fallback));
+        if (entry.slider != nullptr) {
+            QSignalBlocker const blocker(entry.slider);
+            entry.slider->setStringValue(text);
         }
-        struct SwitchKey {
-            NSUISwitch* button;
-            char const* key;
-        };
-        for (SwitchKey const& entry : {SwitchKey{_mirrorImageX, "_mirrorImageX"},
-                                       SwitchKey{_mirrorImageY, "_mirrorImageY"},
-                                       SwitchKey{_whiteBalanceEnable, "_whiteBalanceEnable"}}) {
-            double const state = NSUserDefaultLoadKind<double>(entry.key, 0.0);
-            if (entry.button != nullptr) {
-                QSignalBlocker const blocker(entry.button);
-                entry.button->setState(static_cast<int>(state));
-            }
-        }
-        // The white-balance colour is saved but not taken back: the well keeps its colour.
     }
+    for (SwitchKey const& entry : switchKeys()) {
+        double const state = NSUserDefaultLoadKind<double>(entry.key, 0.0);
+        if (entry.button != nullptr) {
+            QSignalBlocker const blocker(entry.button);
+            entry.button->setState(static_cast<int>(state));
+        }
+    }
+    // The white-balance colour is saved but not taken back: the well keeps its colour.
     updateFilterStackState(sender);
+}
+
+std::array<NSUICICameraControls::SliderKey, 4> NSUICICameraControls::sliderKeys() const {
+    return {{{_exposureSlider, "_exposureSlider", "0.0"},
+             {_brightnessSlider, "_brightnessSlider", "0.0"},
+             {_contrastSlider, "_contrastSlider", "1.0"},
+             {_saturationSlider, "_saturationSlider", "1.0"}}};
+}
+
+std::array<NSUICICameraControls::SwitchKey, 3> NSUICICameraControls::switchKeys() const {
+    return {{{_mirrorImageX, "_mirrorImageX"},
+             {_mirrorImageY, "_mirrorImageY"},
+             {_whiteBalanceEnable, "_whiteBalanceEnable"}}};
 }
 
 bool NSUICICameraControls::isNeutral() const {

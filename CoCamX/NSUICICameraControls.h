@@ -8,6 +8,7 @@
 // user's defaults under shared keys (Save, Load), and keeps each eye's settings under that
 // eye's own keys between runs.
 
+#include <array>
 #include <memory>
 
 #include <QObject>
@@ -88,6 +89,19 @@ signals:
     void filterStackChanged();
 
 private:
+    // The controls under their shared keys, with the sliders' fallbacks.
+    struct SliderKey {
+        NSUISlider* slider;
+        char const* key;
+        char const* fallback;
+    };
+    struct SwitchKey {
+        NSUISwitch* button;
+        char const* key;
+    };
+    std::array<SliderKey, 4> sliderKeys() const;
+    std::array<SwitchKey, 3> switchKeys() const;
+
     NSUISlider* _brightnessSlider = nullptr;
     NSUISlider* _contrastSlider = nullptr;
     NSUISlider* _saturationSlider = nullptr;
