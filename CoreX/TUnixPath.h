@@ -4,6 +4,7 @@
 // name their null-text reports carry and in CoreUnixPath's file-system operations.
 
 #include <cstddef>
+#include <source_location>
 #include <string>
 
 template <class Traits>
@@ -28,9 +29,13 @@ public:
     static bool GetPathParent(std::string const& path, std::string& parent);
     static bool GetPathJustName(std::string const& path, std::string& name);
 
-    static bool IsFullyQualified(char const* text);
-    static bool IsPartiallyQualified(char const* text);
-    static bool IsQualified(char const* text);
+    // A null text is reported under the caller's function, file and line.
+    static bool IsFullyQualified(char const* text,
+                                 std::source_location caller = std::source_location::current());
+    static bool IsPartiallyQualified(char const* text,
+                                     std::source_location caller = std::source_location::current());
+    static bool IsQualified(char const* text,
+                            std::source_location caller = std::source_location::current());
     static bool IsJustName(char const* text);
 
     // The pair walk: each step yields the next non-empty component (`name`) and everything

@@ -61,60 +61,110 @@ RowFrame Unaligned(std::vector<uint8_t> const& rows) {
     return RowFrame(rows, AlignedRowBytes(kWide), 4);
 }
 
-// --- Rounding of the two forms -------------------------------------------------------------
+// --- Known values of each form --------------------------------------------------------------
 
-TEST(XFrameBlendFields, TypeBRoundsUpInTheVectorFormAndTruncatesInThePortableLoop) {
-    for (XFrameKernelSet set : kAllSets) {
-        KernelSetScope scope(set);
-        RowFrame src({1, 2, 10, 13});
-        RowFrame dst({0, 0, 0, 0});
-        ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeB));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{2, 2, 12, 12})) << XFrame_KernelSetName(set);
-    }
-    RowFrame src = Unaligned({1, 2, 10, 13});
-    RowFrame dst = Unaligned({0, 0, 0, 0});
-    ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeB));
-    EXPECT_EQ(dst.Rows(), (std::vector<int>{1, 1, 11, 11}));
-}
+// One operation on frames of rows (a, b, and a destination that starts as a copy of a), with
+// the destination rows it gives in every kernel set and, where the portable entry has its
+// own truncating loop, on unaligned frames.
+struct RowCase {
+    char const* name;
+    std::vector<uint8_t> a, b;
+    std::function<bool(XFrameBuffer& a, XFrameBuffer& b, XFrameBuffer& dst)> call;
+    std::vector<int> vector;
+    std::vector<int> portable;  // empty: no portable loop
+};
 
-TEST(XFrameBlendFields, TypeAAveragesTheOuterRowsThenTheMiddleOneWithClampedEdges) {
-    // Row 0 sees itself above, row 3 itself below.
-    for (XFrameKernelSet set : kAllSets) {
-        KernelSetScope scope(set);
-        RowFrame src({1, 2, 4, 7});
-        RowFrame dst({0, 0, 0, 0});
-        ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeA));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{2, 3, 5, 7})) << XFrame_KernelSetName(set);
+TEST(XFrameKnownValues, EachFormRoundsItsOwnWay) {
+    double const nan = std::numeric_limits<double>::quiet_NaN();
+    RowCase const cases[] = {
+        // Type B: the vector form rounds up, the portable loop truncates.
+        {"TypeB",
+         {1, 2, 10, 13},
+         {},
+         [](auto& a, auto&, auto& d) { return XFrame_BlendFields(a, d, kXFrameFilter_BlendTypeB); },
+         {2, 2, 12, 12},
+         {1, 1, 11, 11}},
+        // Type A: outer rows averaged, then with the middle one; row 0 sees itself above.
+        {"TypeA",
+         {1, 2, 4, 7},
+         {},
+         [](auto& a, auto&, auto& d) { return XFrame_BlendFields(a, d, kXFrameFilter_BlendTypeA); },
+         {2, 3, 5, 7},
+         {1, 2, 4, 6}},
+        // The bottom field starts with row 1 and repeats its last row.
+        {"BottomField",
+         {10, 20, 30, 41},
+         {},
+         [](auto& a, auto&, auto& d) { return XFrame_OneFieldOnly(a, d, 1); },
+         {20, 31, 41, 41},
+         {20, 30, 41, 41}},
+        {"TopField",
+         {10, 20, 30, 41},
+         {},
+         [](auto& a, auto&, auto& d) { return XFrame_OneFieldOnly(a, d, 0); },
+         {10, 20, 30, 30},
+         {10, 20, 30, 30}},
+        {"BottomFieldInPlace",
+         {10, 20, 30, 41},
+         {},
+         [](auto&, auto&, auto& d) { return XFrame_OneFieldOnly(d, d, 1); },
+         {20, 31, 41, 41}},
+        {"SwapFieldsOddHeight",
+         {1, 2, 3, 4, 5},
+         {},
+         [](auto&, auto&, auto& d) { return XFrame_SwapFields_Altivec(d); },
+         {2, 1, 4, 3, 5}},
+        {"Difference",
+         {3, 250, 7, 0},
+         {250, 3, 7, 255},
+         [](auto& a, auto& b, auto& d) { return XFrame_DifferenceDelta_Altivec(a, b, d); },
+         {247, 247, 0, 255}},
+        {"DifferenceWithDest",
+         {10, 20, 30, 40},
+         {250, 3, 7, 255},
+         [](auto&, auto& b, auto& d) { return XFrame_DifferenceDelta_Altivec(b, d); },
+         {240, 17, 23, 215}},
+        // Weights in single precision, truncated toward zero and saturated.
+        {"BlendHalves",
+         {3, 200, 100, 10},
+         {4, 200, 20, 250},
+         [](auto& a, auto& b, auto& d) { return XFrame_BlendFrames_Altivec(a, 0.5, b, 0.5, d); },
+         {3, 200, 60, 130}},
+        {"BlendSaturatesHigh",
+         {3, 200, 100, 10},
+         {4, 200, 20, 250},
+         [](auto& a, auto& b, auto& d) { return XFrame_BlendFrames_Altivec(a, 1, b, 1, d); },
+         {7, 255, 120, 255}},
+        {"BlendSaturatesLow",
+         {3, 200, 100, 10},
+         {4, 200, 20, 250},
+         [](auto& a, auto& b, auto& d) { return XFrame_BlendFrames_Altivec(a, 1, b, -1, d); },
+         {0, 0, 80, 0}},
+        {"BlendNaN",
+         {3, 200, 100, 10},
+         {4, 200, 20, 250},
+         [nan](auto& a, auto& b, auto& d) { return XFrame_BlendFrames_Altivec(a, nan, b, 1, d); },
+         {0, 0, 0, 0}},
+    };
+    for (RowCase const& c : cases) {
+        std::vector<uint8_t> const b = c.b.empty() ? c.a : c.b;
+        for (XFrameKernelSet set : kAllSets) {
+            KernelSetScope scope(set);
+            RowFrame a(c.a), other(b), dst(c.a);
+            ASSERT_TRUE(c.call(*a.frame, *other.frame, *dst.frame)) << c.name;
+            EXPECT_EQ(dst.Rows(), c.vector) << c.name << " " << XFrame_KernelSetName(set);
+        }
+        if (!c.portable.empty()) {
+            RowFrame a = Unaligned(c.a), other = Unaligned(b), dst = Unaligned(c.a);
+            ASSERT_TRUE(c.call(*a.frame, *other.frame, *dst.frame)) << c.name;
+            EXPECT_EQ(dst.Rows(), c.portable) << c.name << " portable";
+        }
     }
-    RowFrame src = Unaligned({1, 2, 4, 7});
-    RowFrame dst = Unaligned({0, 0, 0, 0});
-    ASSERT_TRUE(XFrame_BlendFields(*src.frame, *dst.frame, kXFrameFilter_BlendTypeA));
-    EXPECT_EQ(dst.Rows(), (std::vector<int>{1, 2, 4, 6}));
     // The portable loop on its own truncates on aligned frames too.
     RowFrame aligned({1, 2, 4, 7});
     RowFrame out({0, 0, 0, 0});
     ASSERT_TRUE(XFrame_BlendFields_TypeA_Portable(*aligned.frame, *out.frame));
     EXPECT_EQ(out.Rows(), (std::vector<int>{1, 2, 4, 6}));
-}
-
-TEST(XFrameOneFieldOnly, BottomFieldStartsWithRowOneAndRepeatsItsLastRow) {
-    for (XFrameKernelSet set : kAllSets) {
-        KernelSetScope scope(set);
-        RowFrame src({10, 20, 30, 41});
-        RowFrame dst({0, 0, 0, 0});
-        ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 1));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{20, 31, 41, 41})) << XFrame_KernelSetName(set);
-        ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 0));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{10, 20, 30, 30})) << XFrame_KernelSetName(set);
-        // In place gives the same rows.
-        ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *src.frame, 1));
-        EXPECT_EQ(src.Rows(), (std::vector<int>{20, 31, 41, 41})) << XFrame_KernelSetName(set);
-    }
-    RowFrame src = Unaligned({10, 20, 30, 41});
-    RowFrame dst = Unaligned({0, 0, 0, 0});
-    ASSERT_TRUE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 1));
-    EXPECT_EQ(dst.Rows(), (std::vector<int>{20, 30, 41, 41}));
-    EXPECT_FALSE(XFrame_OneFieldOnly(*src.frame, *dst.frame, 2));
 }
 
 // --- The de-interlace entry ----------------------------------------------------------------
@@ -405,6 +455,18 @@ TEST(XFrameResizeNearestPixel, SteppedPositionsAreTruncated) {
     ASSERT_TRUE(XFrame_ResizeNearestPixel(*src, *narrow));
     EXPECT_EQ(PixelWord(narrow, 0, 0), 0x01010101u * 1);
     EXPECT_EQ(PixelWord(narrow, 1, 0), 0x01010101u * 2) << "1.5 truncates to column 1";
+
+    // Four bytes a pixel into a grey destination would write past each row.
+    LogCapture log;
+    std::vector<uint8_t> grey(5 * 3, 7);
+    XFrameBuffer greyFrame = *dst;
+    greyFrame.Pixels = grey.data();
+    greyFrame.BytesPerPixel = 1;
+    greyFrame.RowBytes = 5;
+    EXPECT_FALSE(XFrame_ResizeNearestPixel(*src, greyFrame));
+    EXPECT_EQ(grey, std::vector<uint8_t>(5 * 3, 7));
+    EXPECT_NE(log.Text().find(" code : fDestination32Bit in CoreX/XFrameOperations.cpp"),
+              std::string::npos);
 }
 
 TEST(XFrameResizeBilinear, InterpolatesPixelCentresAndTruncates) {
@@ -449,53 +511,6 @@ TEST(XFrameResizeBilinear, FieldsAreResizedApart) {
     XFrameBuffer yuv = *dst;
     yuv.PixelType = kXFrame_Pel_RYUV;
     EXPECT_FALSE(XFrame_ResizeBilinear(*src.frame, yuv)) << "pixel types differ";
-}
-
-// --- Two-frame arithmetic ------------------------------------------------------------------
-
-TEST(XFrameDifferenceDelta, AbsoluteDifferencePerByte) {
-    for (XFrameKernelSet set : kAllSets) {
-        KernelSetScope scope(set);
-        RowFrame a({3, 250, 7, 0});
-        RowFrame b({250, 3, 7, 255});
-        RowFrame dst({1, 1, 1, 1});
-        ASSERT_TRUE(XFrame_DifferenceDelta_Altivec(*a.frame, *b.frame, *dst.frame));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{247, 247, 0, 255})) << XFrame_KernelSetName(set);
-        // The two-frame form takes dst's contents as the second frame.
-        RowFrame other({10, 20, 30, 40});
-        ASSERT_TRUE(XFrame_DifferenceDelta_Altivec(*other.frame, *dst.frame));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{237, 227, 30, 215})) << XFrame_KernelSetName(set);
-    }
-}
-
-TEST(XFrameBlendFrames, WeightsInSinglePrecisionTruncatedAndSaturated) {
-    for (XFrameKernelSet set : kAllSets) {
-        KernelSetScope scope(set);
-        RowFrame a({3, 200, 100, 10});
-        RowFrame b({4, 200, 20, 250});
-        RowFrame dst({0, 0, 0, 0});
-        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 0.5, *b.frame, 0.5, *dst.frame));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{3, 200, 60, 130})) << XFrame_KernelSetName(set);
-        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 1.0, *b.frame, 1.0, *dst.frame));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{7, 255, 120, 255})) << XFrame_KernelSetName(set);
-        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 1.0, *b.frame, -1.0, *dst.frame));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{0, 0, 80, 0})) << XFrame_KernelSetName(set);
-        double const nan = std::numeric_limits<double>::quiet_NaN();
-        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, nan, *b.frame, 1.0, *dst.frame));
-        EXPECT_EQ(dst.Rows(), (std::vector<int>{0, 0, 0, 0})) << XFrame_KernelSetName(set);
-        // In place: dst is a.
-        ASSERT_TRUE(XFrame_BlendFrames_Altivec(*a.frame, 2.0, *b.frame, 0.0, *a.frame));
-        EXPECT_EQ(a.Rows(), (std::vector<int>{6, 255, 200, 20})) << XFrame_KernelSetName(set);
-    }
-}
-
-TEST(XFrameSwapFields, ExchangesRowPairsAndKeepsAnOddLastRow) {
-    for (XFrameKernelSet set : kAllSets) {
-        KernelSetScope scope(set);
-        RowFrame frame({1, 2, 3, 4, 5});
-        ASSERT_TRUE(XFrame_SwapFields_Altivec(*frame.frame));
-        EXPECT_EQ(frame.Rows(), (std::vector<int>{2, 1, 4, 3, 5})) << XFrame_KernelSetName(set);
-    }
 }
 
 TEST(XFrameFullD1_2_VCD, AveragesPixelPairsOfTheChosenField) {
@@ -754,15 +769,5 @@ INSTANTIATE_TEST_SUITE_P(AllVectorForms, XFrameKernelConformance,
                          [](::testing::TestParamInfo<KernelCase> const& info) {
                              return std::string(info.param.name);
                          });
-
-TEST(XFrameKernelSelection, BestSetIsChosenOnceAndCanBeForced) {
-    XFrameKernelSet const best = XFrame_BestKernelSet();
-    EXPECT_NE(best, XFrameKernelSet::Reference) << "x86-64 always has SSE2";
-    {
-        KernelSetScope scope(XFrameKernelSet::Reference);
-        EXPECT_EQ(XFrame_CurrentKernelSet(), XFrameKernelSet::Reference);
-    }
-    EXPECT_EQ(XFrame_BestKernelSet(), best);
-}
 
 }  // namespace
