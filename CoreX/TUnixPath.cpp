@@ -6,7 +6,7 @@
 
 namespace {
 
-bool ReportNullText(std::source_location const& caller, char const* text) {
+bool ReportNullText(TUnixPathCaller const& caller, char const* text) {
     _CoreMachDebugVerifyBody(caller.function_name(), caller.file_name(),
                              static_cast<int>(caller.line()), text);
     return false;
@@ -117,7 +117,7 @@ bool TUnixPath<Traits>::GetPathJustName(std::string const& path, std::string& na
 }
 
 template <class Traits>
-bool TUnixPath<Traits>::IsFullyQualified(char const* text, std::source_location caller) {
+bool TUnixPath<Traits>::IsFullyQualified(char const* text, TUnixPathCaller caller) {
     if (text == nullptr) {
         return ReportNullText(caller, Traits::kNotNullText);
     }
@@ -125,7 +125,7 @@ bool TUnixPath<Traits>::IsFullyQualified(char const* text, std::source_location 
 }
 
 template <class Traits>
-bool TUnixPath<Traits>::IsPartiallyQualified(char const* text, std::source_location caller) {
+bool TUnixPath<Traits>::IsPartiallyQualified(char const* text, TUnixPathCaller caller) {
     if (text == nullptr) {
         return ReportNullText(caller, Traits::kNotNullText);
     }
@@ -134,7 +134,7 @@ bool TUnixPath<Traits>::IsPartiallyQualified(char const* text, std::source_locat
 }
 
 template <class Traits>
-bool TUnixPath<Traits>::IsQualified(char const* text, std::source_location caller) {
+bool TUnixPath<Traits>::IsQualified(char const* text, TUnixPathCaller caller) {
     if (text == nullptr) {
         return ReportNullText(caller, Traits::kNotNullText);
     }
