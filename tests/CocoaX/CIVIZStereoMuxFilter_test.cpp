@@ -10,6 +10,7 @@
 #include "CocoaX/CIVIZStereoMuxKernel.h"
 #include "platform/imaging/CIPixelKernels.h"
 #include "tests/platform/imaging/ImagingTestSupport.h"
+#include "tests/support/TestLogCapture.h"
 
 using namespace ImagingTest;
 
@@ -196,14 +197,14 @@ TEST(CIVIZStereoMuxFilterClass, ImportCompilesOnceAndAttributesExtendTheBase) {
 }
 
 TEST(CIFilterBaseKernels, MissingOrEmptyKernelTextIsLoggedAndGivesNone) {
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_EQ(CIFilterBase::kernelFromKernelCode(""), nullptr);
-    EXPECT_NE(log.text().find("kernelCode"), std::string::npos) << log.text();
+    EXPECT_NE(log.Lines().find("kernelCode"), std::string::npos) << log.Lines();
     EXPECT_EQ(CIFilterBase::kernelFromKernelCode("/* no declarations */"), nullptr);
-    EXPECT_NE(log.text().find("kernels"), std::string::npos);
+    EXPECT_NE(log.Lines().find("kernels"), std::string::npos);
     EXPECT_EQ(CIFilterBase::kernelFromKernelData(QByteArray("kernel vec4 stereoMux(\xff);")),
               nullptr);
-    EXPECT_NE(log.text().find("utf8"), std::string::npos);
+    EXPECT_NE(log.Lines().find("utf8"), std::string::npos);
     EXPECT_EQ(CIFilterBase::kernelFromBundleFile("noSuchKernel"), nullptr);
 
     import_CIVIZStereoMuxFilter(false);

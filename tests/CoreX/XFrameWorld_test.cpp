@@ -9,10 +9,9 @@
 #include <gtest/gtest.h>
 
 #include "tests/CoreX/XFrameTestSupport.h"
+#include "tests/support/TestLogCapture.h"
 
 namespace {
-
-using XFrameTest::LogCapture;
 
 bool IsAligned16(void const* p) { return reinterpret_cast<uintptr_t>(p) % 16 == 0; }
 
@@ -26,12 +25,12 @@ TEST(XFrameWorld, OwnedFramesAreVectorAlignedAndEmptyBoundsRefused) {
     EXPECT_EQ(world.PixelType, kXFrame_Pel_VYUV) << "rebuilding keeps the type";
     EXPECT_EQ(world.RowBytes, 320 * 4 + 64);
 
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_FALSE(world.Construct(0, 480, kXFrame_Pel_8RGB));
     EXPECT_TRUE(world.IsEmpty());
     EXPECT_FALSE(world.OwnsPixels());
-    EXPECT_NE(log.Text().find("(bool XFrameWorld::ConstructVecFrame("), std::string::npos)
-        << log.Text();
+    EXPECT_NE(log.Lines().find("(bool XFrameWorld::ConstructVecFrame("), std::string::npos)
+        << log.Lines();
 }
 
 TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
@@ -52,13 +51,13 @@ TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
     EXPECT_EQ(alias.Pixels, memory.data());
     EXPECT_EQ(alias.Fields, kXFrameFields_TopFirst);
 
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_FALSE(alias.ConstructFrameBufferAlias(world)) << "the world must be empty";
     EXPECT_EQ(alias.Pixels, memory.data()) << "a refused alias leaves the world as it was";
     EXPECT_FALSE(world.ConstructPtrAlias(QRect(0, 0, 3, 4), nullptr, 48, 32));
     EXPECT_TRUE(world.IsEmpty());
-    EXPECT_NE(log.Text().find("code : IsEmpty() in CoreX/XFrameWorld.cpp"), std::string::npos);
-    EXPECT_NE(log.Text().find("code : pixels in CoreX/XFrameWorld.cpp"), std::string::npos);
+    EXPECT_NE(log.Lines().find("code : IsEmpty() in CoreX/XFrameWorld.cpp"), std::string::npos);
+    EXPECT_NE(log.Lines().find("code : pixels in CoreX/XFrameWorld.cpp"), std::string::npos);
 }
 
 TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfTheFrame) {
@@ -78,12 +77,12 @@ TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfTheFrame) {
     top.Pixels[top.RowBytes + 5] = 99;
     EXPECT_EQ(frame.Pixels[2 * frame.RowBytes + 5], 99) << "the alias writes the frame's rows";
 
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_FALSE(top.ConstructFieldAlias(frame, 2));
     EXPECT_FALSE(top.ConstructFieldAlias(frame, -1));
     std::string const refusal =
         "VERIFY FAILED:  code : (field_order==1) || (field_order==0) in CoreX/XFrameWorld.cpp:";
-    std::string const text = log.Text();
+    std::string const text = log.Lines();
     ASSERT_NE(text.find(refusal), std::string::npos) << text;
     EXPECT_NE(text.find(refusal, text.find(refusal) + 1), std::string::npos) << "one per refusal";
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/platform/imaging/ImagingTestSupport.h"
+#include "tests/support/TestLogCapture.h"
 
 using namespace ImagingTest;
 
@@ -37,9 +38,9 @@ TEST(CIFilterRegistry, BuiltInsAreThereAndUnknownNamesAreLogged) {
         EXPECT_EQ(filter->attributes().value(kCIAttributeFilterName).toString(), name);
         EXPECT_TRUE(filter->inputKeys().contains("inputImage"));
     }
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_EQ(CIFilter::filterWithName("CINoSuchFilter"), nullptr);
-    EXPECT_NE(log.text().find("registered"), std::string::npos) << log.text();
+    EXPECT_NE(log.Lines().find("registered"), std::string::npos) << log.Lines();
 }
 
 TEST(CIFilterRegistry, ProgramFiltersRegisterAndReplaceByName) {
@@ -62,10 +63,10 @@ TEST(CIFilterRegistry, ProgramFiltersRegisterAndReplaceByName) {
 
 TEST(CIFilterInputs, UnknownKeysAreLoggedAndIgnored) {
     auto filter = CIFilter::filterWithName("CIExposureAdjust");
-    LogCapture log;
+    TestLogCapture log;
     filter->setValue(2.0, "inputExposure");
     EXPECT_FALSE(filter->valueForKey("inputExposure").isValid());
-    EXPECT_NE(log.text().find("isInput"), std::string::npos) << log.text();
+    EXPECT_NE(log.Lines().find("isInput"), std::string::npos) << log.Lines();
 }
 
 TEST(CIFilterInputs, OutputNeedsAnImageAndUnsetNumbersReadAsTheirDefaults) {
