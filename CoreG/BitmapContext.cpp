@@ -1,5 +1,6 @@
 #include "CoreG/BitmapContext.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -172,10 +173,14 @@ QImage BitmapContext::GetCroppedImageRef(QRectF inCroppedRect) const {
         return ConstructCGImage();
     }
     // The rectangle's origin is its bottom-left corner, rows of memory count from the top.
-    long const row = static_cast<long>(mImageHeight - (inCroppedRect.y() + inCroppedRect.height()));
-    long const col = static_cast<long>(inCroppedRect.x());
-    long const cropWidth = static_cast<long>(inCroppedRect.width());
-    long const cropHeight = static_cast<long>(inCroppedRect.height());
+    // Coordinates no long holds (and NaN) are kept to a value outside every picture first.
+    auto const toLong = [](double v) {
+        return std::fabs(v) < 1.0e15 ? static_cast<long>(v) : std::numeric_limits<long>::min();
+    };
+    long const row = toLong(mImageHeight - (inCroppedRect.y() + inCroppedRect.height()));
+    long const col = toLong(inCroppedRect.x());
+    long const cropWidth = toLong(inCroppedRect.width());
+    long const cropHeight = toLong(inCroppedRect.height());
     bool const fInside = row >= 0 && col >= 0 && cropWidth > 0 && cropHeight > 0 &&
                          col + cropWidth <= static_cast<long>(mImageWidth) &&
                          row + cropHeight <= static_cast<long>(mImageHeight);

@@ -129,11 +129,12 @@ TEST(BitmapContext, ImagesShareTheMemoryAndCropsCountRowsFromTheBottom) {
     TestLogCapture log;
     EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(600, 0, 100, 10)).isNull());
     EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(0, 450, 10, 100)).isNull());
+    EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(0, 0, 1e300, NAN)).isNull());
     EXPECT_EQ(Count(log.Lines(),
                     " code : dataProvider=::CGDataProviderCreateWithData(refcon, "
                     "croppedDataBytes, inCroppedRect.size.height*mImageRowBytes, "
                     "NULL) in CoreG/BitmapContext.cpp"),
-              2u)
+              3u)
         << log.Lines();
     EXPECT_TRUE(BitmapContext().GetCroppedImageRef(QRectF(0, 0, 1, 1)).isNull());
 }
