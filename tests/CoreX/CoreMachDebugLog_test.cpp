@@ -96,25 +96,22 @@ TEST_F(LogFileTest, EmptyFileNameSelectsTheDefaultName) {
     EXPECT_EQ(TestEnvironment::ReadFile(LogsFolder() + "/CoreConsole.log"), "default\n");
 }
 
-TEST_F(LogFileTest, StdoutModeAddsPrefixWithoutNewlineAndAlsoWritesTheFile) {
-    LogOutput output(kCoreLogOutputStdout);
+TEST_F(LogFileTest, StdoutModeAlsoWritesTheFileTheSystemLogModeDoesNot) {
     ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
-    ::testing::internal::CaptureStdout();
-    CoreMachDebugLog("both");
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "DuoscopeTest:both");
-    EXPECT_EQ(LogText(), "both");
-}
-
-TEST_F(LogFileTest, SystemLogModeCopiesToStandardErrorAndNotToTheFile) {
+    {
+        LogOutput output(kCoreLogOutputStdout);
+        ::testing::internal::CaptureStdout();
+        CoreMachDebugLog("both");
+        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "DuoscopeTest:both") << "no newline";
+    }
     LogOutput output(kCoreLogOutputASL);
-    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
     ::testing::internal::CaptureStderr();
     CoreMachDebugLog("VERIFY FAILED: %s\n", "x");
     std::string const err = ::testing::internal::GetCapturedStderr();
     // The line carries the ident and arrives with two newlines: the format's and the log's.
     EXPECT_NE(err.find("DuoscopeTest"), std::string::npos) << err;
     EXPECT_NE(err.find("VERIFY FAILED: x\n\n"), std::string::npos) << err;
-    EXPECT_EQ(LogText(), "");
+    EXPECT_EQ(LogText(), "both");
 }
 
 TEST(LogSyslog, SyslogModeSendsPrefixedDebugLineToTheSystemLogSocket) {

@@ -148,23 +148,4 @@ TEST(XFrameWorld, CopiesAreDeepAndAlignedAndCopyBitsScales) {
     EXPECT_FALSE(wide.CopyBits(XFrameWorld()));
 }
 
-TEST(XFrameWorld, FieldInformationSetsFields) {
-    struct Case {
-        int count, ordering;
-        uint32_t fields;
-    };
-    Case const cases[] = {{1, 0, kXFrameFields_One},
-                          {2, 1, kXFrameFields_TopFirst},
-                          {2, 9, kXFrameFields_TopFirst},
-                          {2, 6, kXFrameFields_BottomFirst},
-                          {2, 14, kXFrameFields_BottomFirst},
-                          {2, 0, kXFrameFields_Two},
-                          {0, 0, 0}};
-    XFrameWorld world;
-    for (Case const& c : cases) {
-        world.SetFieldsFromFieldInfo(c.count, c.ordering);
-        EXPECT_EQ(world.Fields, c.fields) << c.count << "," << c.ordering;
-    }
-}
-
 }  // namespace
