@@ -7,14 +7,6 @@
 
 #include "CoreX/CoreMachDebugLog.h"
 
-// A check whose log text is not the expression itself.
-#define VERIFY_TEXT(expr, text)                                                   \
-    do {                                                                          \
-        if (!(expr)) {                                                            \
-            _CoreMachDebugVerifyBody(__func__, __FILE__, __LINE__, " code : " text); \
-        }                                                                         \
-    } while (0)
-
 namespace {
 
 tagParamMapItem sBadParamItem{kParamReadWrite, 2, nullptr, nullptr, nullptr, nullptr, nullptr};

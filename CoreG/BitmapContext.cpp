@@ -1,7 +1,9 @@
 #include "CoreG/BitmapContext.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
 #include <QPainter>
 
@@ -62,17 +64,26 @@ bool BitmapContext::Construct(int width, int height, int bitmapType, std::uint32
     mImageBitsPerPixel = traits.bytesPerPixel * 8;
     mImageBitmapInfo = traits.bitmapInfo;
     mImageFormat = traits.format;
-    mImageRowBytes = traits.bytesPerPixel * mImageWidth;
+    // Sizes are worked out in 64 bits: the fields are 32-bit, and a picture whose rows or
+    // whole memory do not fit them is refused rather than allocated short.
+    std::uint64_t rowBytes = std::uint64_t(traits.bytesPerPixel) * mImageWidth;
     if (inUseRowBytes != 0) {
         // Rows may be padded by the caller, never shortened.
-        // clang-format off
-        VERIFY(inUseRowBytes>=mImageRowBytes);
-        // clang-format on
-        if (inUseRowBytes >= mImageRowBytes) {
-            mImageRowBytes = inUseRowBytes;
+        VERIFY_TEXT(inUseRowBytes >= rowBytes, "inUseRowBytes>=mImageRowBytes");
+        if (inUseRowBytes >= rowBytes) {
+            rowBytes = inUseRowBytes;
         }
     }
-    mImageDataSize = mImageHeight * mImageRowBytes;
+    std::uint64_t const dataSize = rowBytes * mImageHeight;
+    fOk = dataSize <= std::numeric_limits<std::uint32_t>::max() &&
+          rowBytes <= std::uint64_t(std::numeric_limits<int>::max());
+    VERIFY_TEXT(fOk, "mImageDataSize=mImageHeight*mImageRowBytes fits in 32 bits");
+    if (!fOk) {
+        Destruct();
+        return false;
+    }
+    mImageRowBytes = static_cast<std::uint32_t>(rowBytes);
+    mImageDataSize = static_cast<std::uint32_t>(dataSize);
     VERIFY(mImageDataBytes = CreateImageData(mImageDataSize));
     if (mImageDataBytes == nullptr) {
         return false;
@@ -82,18 +93,19 @@ bool BitmapContext::Construct(int width, int height, int bitmapType, std::uint32
                     mImageFormat);
     auto newContextRef = std::make_unique<QPainter>();
     fOk = !mImage.isNull() && newContextRef->begin(&mImage);
-    VERIFY(fOk);
+    VERIFY_TEXT(fOk,
+                "newContextRef = ::CGBitmapContextCreate(mImageDataBytes, mImageWidth, "
+                "mImageHeight, kImageBitsPerComponent, mImageRowBytes, mImageColorspace, "
+                "mImageBitmapInfo )");
     if (!fOk) {
         return false;
     }
     mContext = std::move(newContextRef);
 
+    // Called once: a second call would repeat its aliasing and its report.
     fOk = ConstructGWorld();
-    if (!fOk) {
-        VERIFY(ConstructGWorld());
-        _CoreMachDebugVerifyBody(__func__, __FILE__, __LINE__,
-                                 " code : fOk = VERIFIED(ConstructGWorld())");
-    }
+    VERIFY_TEXT(fOk, "ConstructGWorld()");
+    VERIFY_TEXT(fOk, "fOk = VERIFIED(ConstructGWorld())");
     return fOk;
 }
 
@@ -145,7 +157,10 @@ QImage BitmapContext::ConstructCGImage() const {
     QImage imageRef(static_cast<uchar const*>(mImageDataBytes), static_cast<int>(mImageWidth),
                     static_cast<int>(mImageHeight), static_cast<qsizetype>(mImageRowBytes),
                     mImageFormat);
-    VERIFY(!imageRef.isNull());
+    VERIFY_TEXT(!imageRef.isNull(),
+                "imageRef = CGImageCreate(mImageWidth, mImageHeight, kImageBitsPerComponent, "
+                "mImageBitsPerPixel, mImageRowBytes, mImageColorspace, mImageBitmapInfo, "
+                "dataProvider, NULL, fShouldInterpolate, renderingIntent)");
     return imageRef;
 }
 
@@ -158,14 +173,21 @@ QImage BitmapContext::GetCroppedImageRef(QRectF inCroppedRect) const {
         return ConstructCGImage();
     }
     // The rectangle's origin is its bottom-left corner, rows of memory count from the top.
-    long const row = static_cast<long>(mImageHeight - (inCroppedRect.y() + inCroppedRect.height()));
-    long const col = static_cast<long>(inCroppedRect.x());
-    long const cropWidth = static_cast<long>(inCroppedRect.width());
-    long const cropHeight = static_cast<long>(inCroppedRect.height());
+    // Coordinates no long holds (and NaN) are kept to a value outside every picture first.
+    auto const toLong = [](double v) {
+        return std::fabs(v) < 1.0e15 ? static_cast<long>(v) : std::numeric_limits<long>::min();
+    };
+    long const row = toLong(mImageHeight - (inCroppedRect.y() + inCroppedRect.height()));
+    long const col = toLong(inCroppedRect.x());
+    long const cropWidth = toLong(inCroppedRect.width());
+    long const cropHeight = toLong(inCroppedRect.height());
     bool const fInside = row >= 0 && col >= 0 && cropWidth > 0 && cropHeight > 0 &&
                          col + cropWidth <= static_cast<long>(mImageWidth) &&
                          row + cropHeight <= static_cast<long>(mImageHeight);
-    VERIFY(fInside);
+    // Memory outside the picture is never handed out.
+    VERIFY_TEXT(fInside,
+                "dataProvider=::CGDataProviderCreateWithData(refcon, croppedDataBytes, "
+                "inCroppedRect.size.height*mImageRowBytes, NULL)");
     if (!fInside) {
         return QImage();
     }
@@ -173,7 +195,10 @@ QImage BitmapContext::GetCroppedImageRef(QRectF inCroppedRect) const {
         mImageDataBytes + col * (mImageBitsPerPixel / 8) + row * mImageRowBytes;
     QImage result(croppedDataBytes, static_cast<int>(cropWidth), static_cast<int>(cropHeight),
                   static_cast<qsizetype>(mImageRowBytes), mImageFormat);
-    VERIFY(!result.isNull());
+    VERIFY_TEXT(!result.isNull(),
+                "result = CGImageCreate(inCroppedRect.size.width, inCroppedRect.size.height, "
+                "kImageBitsPerComponent, mImageBitsPerPixel, mImageRowBytes, mImageColorspace, "
+                "mImageBitmapInfo, dataProvider, NULL, fShouldInterpolate, renderingIntent)");
     return result;
 }
 
@@ -184,7 +209,7 @@ void BitmapContext::Draw(QPainter* inContext, QRectF rect) const {
         return;
     }
     QImage const tempImageRef = ConstructCGImage();
-    VERIFY(!tempImageRef.isNull());
+    VERIFY_TEXT(!tempImageRef.isNull(), "tempImageRef");
     if (tempImageRef.isNull()) {
         return;
     }
@@ -216,8 +241,8 @@ void BitmapContext::T_FillPerlinNoise(int cellSize, float amplitude) const {
         return;
     }
     int const cell = cellSize < 1 ? 1 : (cellSize > 64 ? 64 : cellSize);
-    std::uint16_t const width = static_cast<std::uint16_t>(mImageWidth);
-    std::uint16_t const height = static_cast<std::uint16_t>(mImageHeight);
+    int const width = static_cast<int>(mImageWidth);
+    int const height = static_cast<int>(mImageHeight);
     CoreGeometry::PerlinNoise const& noise = CoreGeometry::PerlinNoise::sSingleton;
     for (int y = 0; y < height; ++y) {
         float const ny = 256.0f * static_cast<float>(cell * (y / cell)) / height;
@@ -225,8 +250,10 @@ void BitmapContext::T_FillPerlinNoise(int cellSize, float amplitude) const {
         for (int x = 0; x < width; ++x) {
             float const nx = 256.0f * static_cast<float>(cell * (x / cell)) / width;
             float const v = noise.Noise2(nx, ny);
-            // A negative level wraps around in 8 bits.
-            auto const value = static_cast<std::uint8_t>(static_cast<int>((v * amplitude) * 255));
+            // A negative level wraps around in 8 bits; a level beyond the int range (a large
+            // amplitude) is first kept to it.
+            auto const value =
+                static_cast<std::uint8_t>(CoreGeometry::ClampedIntFromFloat((v * amplitude) * 255));
             if constexpr (kPixelKind == 1) {
                 row[x] = value;
             } else {

@@ -8,11 +8,35 @@ namespace CoreGeometry {
 
 PerlinNoise const PerlinNoise::sSingleton(4567);
 
+int ClampedIntFromFloat(float value) {
+    // The largest floats on either side that convert to an int.
+    constexpr float kMax = 2147483520.0f;
+    constexpr float kMin = -2147483648.0f;
+    if (std::isnan(value)) {
+        return 0;
+    }
+    return static_cast<int>(value > kMax ? kMax : (value < kMin ? kMin : value));
+}
+
 namespace {
 
 inline float SCurve(float t) { return (3.0f - 2.0f * t) * t * t; }
 
 inline float Lerp(float s, float a, float b) { return a + s * (b - a); }
+
+// The lattice cell holding x (its floor, reduced modulo 256, which is all the tables use) and
+// x's place inside the cell. fmod is exact, so finite inputs give the same cell and fraction
+// as floor(x) would; infinities and NaN fall in cell 0 at 0.
+inline int LatticeCell(float x, float& fraction) {
+    if (!std::isfinite(x)) {
+        fraction = 0.0f;
+        return 0;
+    }
+    float const reduced = std::fmod(x, 256.0f);
+    float const cell = std::floor(reduced);
+    fraction = reduced - cell;
+    return static_cast<int>(cell) & 255;
+}
 
 // Octaves above 7 are taken as 8, below 0 as 0.
 inline int ClampOctave(int octave) { return octave > 7 ? 8 : (octave < 0 ? 0 : octave); }
@@ -38,18 +62,18 @@ void PerlinNoise::Construct(unsigned int seed) {
 }
 
 float PerlinNoise::Noise1(float x) const {
-    int const i = static_cast<int>(std::floor(x));
-    float const f = x - static_cast<float>(i);
+    float f;
+    int const i = LatticeCell(x, f);
     float const g0 = mGradientX[i & 255];
     float const g1 = mGradientX[(i + 1) & 255];
     return Lerp(SCurve(f), g0 * f, g1 * (f - 1.0f));
 }
 
 float PerlinNoise::Noise2(float x, float y) const {
-    int const ix = static_cast<int>(std::floor(x));
-    int const iy = static_cast<int>(std::floor(y));
-    float const fx = x - static_cast<float>(ix);
-    float const fy = y - static_cast<float>(iy);
+    float fx;
+    float fy;
+    int const ix = LatticeCell(x, fx);
+    int const iy = LatticeCell(y, fy);
     int const a = mPermutation[ix & 255];
     int const b = mPermutation[(ix + 1) & 255];
     int const h00 = mPermutation[(a + iy) & 255];
@@ -66,12 +90,12 @@ float PerlinNoise::Noise2(float x, float y) const {
 }
 
 float PerlinNoise::Noise3(float x, float y, float z) const {
-    int const ix = static_cast<int>(std::floor(x));
-    int const iy = static_cast<int>(std::floor(y));
-    int const iz = static_cast<int>(std::floor(z));
-    float const fx = x - static_cast<float>(ix);
-    float const fy = y - static_cast<float>(iy);
-    float const fz = z - static_cast<float>(iz);
+    float fx;
+    float fy;
+    float fz;
+    int const ix = LatticeCell(x, fx);
+    int const iy = LatticeCell(y, fy);
+    int const iz = LatticeCell(z, fz);
     int const a = mPermutation[ix & 255];
     int const b = mPermutation[(ix + 1) & 255];
     int const aa = mPermutation[(a + iy) & 255];

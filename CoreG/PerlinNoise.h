@@ -6,6 +6,10 @@
 
 namespace CoreGeometry {
 
+// `value` truncated toward zero and kept to the int range, NaN giving 0: a plain conversion
+// of a value outside the range is undefined.
+int ClampedIntFromFloat(float value);
+
 class PerlinNoise {
 public:
     explicit PerlinNoise(unsigned int seed) { Construct(seed); }

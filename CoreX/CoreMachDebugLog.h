@@ -34,20 +34,29 @@ void _CoreMachDebugVerifyBody(char const* function, char const* file, int line, 
 void _CoreMachDebugVerifyOSerrBody(int err, char const* function, char const* file, int line,
                                    char const* text);
 
-#define VERIFY(expr)                                                                  \
-    do {                                                                              \
-        if (!(expr)) {                                                                \
-            _CoreMachDebugVerifyBody(__func__, __FILE__, __LINE__, " code : " #expr); \
-        }                                                                             \
+// The function named in a verification line is the compiler's full name of the enclosing
+// function ("bool CoreGraphics::BitmapContext::Construct(int, int, int, uint32_t)"), so the
+// line says which class's function failed.
+#define CORE_VERIFY_FUNCTION __PRETTY_FUNCTION__
+
+#define VERIFY(expr) VERIFY_TEXT(expr, #expr)
+
+// VERIFY for a check whose logged text is not its own source: the text names the step that
+// failed where the expression is only a test of its result.
+#define VERIFY_TEXT(expr, text)                                                                  \
+    do {                                                                                         \
+        if (!(expr)) {                                                                           \
+            _CoreMachDebugVerifyBody(CORE_VERIFY_FUNCTION, __FILE__, __LINE__, " code : " text); \
+        }                                                                                        \
     } while (0)
 
-#define VERIFY_ERR(expr)                                                              \
-    do {                                                                              \
-        int const _verify_err_ = static_cast<int>(expr);                              \
-        if (_verify_err_ != 0) {                                                      \
-            _CoreMachDebugVerifyOSerrBody(_verify_err_, __func__, __FILE__, __LINE__, \
-                                          " code : " #expr);                          \
-        }                                                                             \
+#define VERIFY_ERR(expr)                                                                          \
+    do {                                                                                          \
+        int const _verify_err_ = static_cast<int>(expr);                                          \
+        if (_verify_err_ != 0) {                                                                  \
+            _CoreMachDebugVerifyOSerrBody(_verify_err_, CORE_VERIFY_FUNCTION, __FILE__, __LINE__, \
+                                          " code : " #expr);                                      \
+        }                                                                                         \
     } while (0)
 
 // The status codes the system uses.

@@ -56,7 +56,7 @@ unsigned char const* CorePString::strcat(unsigned char const* pstring) {
     }
     unsigned const pstring_len = mStorage[0];
     unsigned const rhs_len = pstring[0];
-    VERIFY(pstring_len + rhs_len <= kMaxLength);
+    VERIFY_TEXT(pstring_len + rhs_len <= kMaxLength, "pstring_len+rhs_len");
     // The appended characters are kept inside the storage; the length byte wraps.
     unsigned const room = kMaxLength - pstring_len;
     unsigned const copied = rhs_len < room ? rhs_len : room;

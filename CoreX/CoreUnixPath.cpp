@@ -56,7 +56,8 @@ bool CoreUnixPath::FileExistsWrite(char const* path) { return FileExistsReadWrit
 
 bool CoreUnixPath::FileDelete(char const* in_path) {
     bool fOk = false;
-    VERIFY(fOk = (in_path != nullptr && 0 == unlink(in_path)));
+    fOk = in_path != nullptr && 0 == unlink(in_path);
+    VERIFY_TEXT(fOk, "fOk = (0==unlink(in_path))");
     return fOk;
 }
 
@@ -75,7 +76,8 @@ bool CoreUnixPath::MakeSymbolicLinkFromTo(char const* from, char const* to) {
 bool CoreUnixPath::getcwd() {
     char buffer[PATH_MAX];
     bool fOk = false;
-    VERIFY(fOk = (nullptr != ::getcwd(buffer, sizeof(buffer))));
+    fOk = nullptr != ::getcwd(buffer, sizeof(buffer));
+    VERIFY_TEXT(fOk, "::getcwd(cwd.buffer,sizeof(cwd.buffer))");
     if (fOk) {
         mPath = buffer;
     }

@@ -6,8 +6,9 @@
 
 namespace {
 
-bool ReportNullText(char const* function, char const* text) {
-    _CoreMachDebugVerifyBody(function, __FILE__, __LINE__, text);
+bool ReportNullText(TUnixPathCaller const& caller, char const* text) {
+    _CoreMachDebugVerifyBody(caller.function_name(), caller.file_name(),
+                             static_cast<int>(caller.line()), text);
     return false;
 }
 
@@ -78,8 +79,8 @@ bool TUnixPath<Traits>::ReplacePathExtension(std::string& path, std::string cons
     if (HasValidFileExtension(path)) {
         path.erase(path.rfind('.'));
     }
-    bool fOk = false;
-    VERIFY(fOk = AddPathExtension(path, in_extension));
+    bool const fOk = AddPathExtension(path, in_extension);
+    VERIFY_TEXT(fOk, "fOk = LUnixPath::AddPathExtension(path,in_extension)");
     return fOk;
 }
 
@@ -116,26 +117,26 @@ bool TUnixPath<Traits>::GetPathJustName(std::string const& path, std::string& na
 }
 
 template <class Traits>
-bool TUnixPath<Traits>::IsFullyQualified(char const* text) {
+bool TUnixPath<Traits>::IsFullyQualified(char const* text, TUnixPathCaller caller) {
     if (text == nullptr) {
-        return ReportNullText(__func__, Traits::kNotNullText);
+        return ReportNullText(caller, Traits::kNotNullText);
     }
     return text[0] == '/';
 }
 
 template <class Traits>
-bool TUnixPath<Traits>::IsPartiallyQualified(char const* text) {
+bool TUnixPath<Traits>::IsPartiallyQualified(char const* text, TUnixPathCaller caller) {
     if (text == nullptr) {
-        return ReportNullText(__func__, Traits::kNotNullText);
+        return ReportNullText(caller, Traits::kNotNullText);
     }
     return text[0] != '\0' && text[0] != '/' &&
            std::string_view(text).find('/') != std::string_view::npos;
 }
 
 template <class Traits>
-bool TUnixPath<Traits>::IsQualified(char const* text) {
+bool TUnixPath<Traits>::IsQualified(char const* text, TUnixPathCaller caller) {
     if (text == nullptr) {
-        return ReportNullText(__func__, Traits::kNotNullText);
+        return ReportNullText(caller, Traits::kNotNullText);
     }
     return IsFullyQualified(text) || IsPartiallyQualified(text);
 }

@@ -4,7 +4,28 @@
 // name their null-text reports carry and in CoreUnixPath's file-system operations.
 
 #include <cstddef>
+#include <source_location>
 #include <string>
+
+#if defined(__cpp_lib_source_location)
+using TUnixPathCaller = std::source_location;
+#else
+// clang 14 over libstdc++ 12 has no std::source_location; the builtins it stands on give the
+// caller's place in a default argument all the same.
+struct TUnixPathCaller {
+    static constexpr TUnixPathCaller current(char const* file = __builtin_FILE(),
+                                             char const* function = __builtin_FUNCTION(),
+                                             unsigned line = __builtin_LINE()) noexcept {
+        return {file, function, line};
+    }
+    constexpr char const* file_name() const noexcept { return mFile; }
+    constexpr char const* function_name() const noexcept { return mFunction; }
+    constexpr unsigned line() const noexcept { return mLine; }
+    char const* mFile;
+    char const* mFunction;
+    unsigned mLine;
+};
+#endif
 
 template <class Traits>
 class TUnixPath {
@@ -28,9 +49,12 @@ public:
     static bool GetPathParent(std::string const& path, std::string& parent);
     static bool GetPathJustName(std::string const& path, std::string& name);
 
-    static bool IsFullyQualified(char const* text);
-    static bool IsPartiallyQualified(char const* text);
-    static bool IsQualified(char const* text);
+    // A null text is reported under the caller's function, file and line.
+    static bool IsFullyQualified(char const* text,
+                                 TUnixPathCaller caller = TUnixPathCaller::current());
+    static bool IsPartiallyQualified(char const* text,
+                                     TUnixPathCaller caller = TUnixPathCaller::current());
+    static bool IsQualified(char const* text, TUnixPathCaller caller = TUnixPathCaller::current());
     static bool IsJustName(char const* text);
 
     // The pair walk: each step yields the next non-empty component (`name`) and everything

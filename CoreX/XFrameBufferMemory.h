@@ -27,6 +27,10 @@ public:
     int32_t StrideBytes() const { return m_frame_stride_bytes; }
     uint8_t const* BaseMalloc() const { return m_base_malloc; }
     size_t MallocSize() const { return m_malloc_size; }
+    // Whether `p` points into the block.
+    bool Holds(uint8_t const* p) const {
+        return m_base_malloc != nullptr && p >= m_base_malloc && p < m_base_malloc + m_malloc_size;
+    }
     int Width() const { return m_width; }
     int Height() const { return m_height; }
 

@@ -217,6 +217,12 @@ bool XFrame_ResizeNearestPixel(XFrameBuffer const& src, XFrameBuffer& dst) {
     if (!IsUsable(src) || !IsUsable(dst) || src.BytesPerPixel < 4) {
         return true;  // nothing to draw from or into
     }
+    // Every destination pixel is written as four bytes.
+    bool const fDestination32Bit = dst.BytesPerPixel == 4;
+    VERIFY(fDestination32Bit);
+    if (!fDestination32Bit) {
+        return false;
+    }
     double const ratioX = double(src.Width) / double(dst.Width);
     double const ratioY = double(src.Height) / double(dst.Height);
     double sy = 0.0;

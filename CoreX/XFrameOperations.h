@@ -66,7 +66,8 @@ bool XFrame_OneFieldOnly(XFrameBuffer const& src, XFrameBuffer& dst, int field);
 bool XFrame_DeInterlaceAdaptive(XFrameBuffer const& src, XFrameBuffer& dst,
                                 XFrameFilters const& filters);
 
-// Nearest source pixel by stepping in double precision; copies 4 bytes a pixel.
+// Nearest source pixel by stepping in double precision; copies 4 bytes a pixel, so a
+// destination that is not 32-bit is refused (logged, false).
 bool XFrame_ResizeNearestPixel(XFrameBuffer const& src, XFrameBuffer& dst);
 // The vector bilinear resize; with whole false, top field into top and bottom into bottom.
 bool XFrame_ResizeBilinear(XFrameBuffer const& src, XFrameBuffer& dst);

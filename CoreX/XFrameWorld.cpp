@@ -81,8 +81,7 @@ bool XFrameWorld::ConstructFieldAlias(XFrameBuffer const& frame, int field_order
         return false;
     }
     VERIFY(frame.Pixels);
-    VERIFY(&frame != this);
-    if (frame.Pixels == nullptr || &frame == this) {
+    if (frame.Pixels == nullptr) {
         return false;
     }
     XFrameBuffer field;
@@ -91,7 +90,13 @@ bool XFrameWorld::ConstructFieldAlias(XFrameBuffer const& frame, int field_order
     } else {
         frame.GetBottomField(field);
     }
-    Destruct();
+    // A field of this world's own pixels (the world itself, or a descriptor copied from it)
+    // keeps the memory it lies in; anything else lets the old memory go.
+    if (mMemory.Holds(field.Pixels)) {
+        ClearDescriptor();
+    } else {
+        Destruct();
+    }
     Wrap(QRect(0, 0, field.Width, field.Height), field.Pixels, field.RowBytes,
          QuickTimeFourCharCodeFromPelFormat(field.PixelType));
     Fields = kXFrameFields_One;

@@ -28,7 +28,8 @@ public:
     bool ConstructPtrAlias(QRect const& bounds, void* pixels, long rowBytes, uint32_t pixelFormat);
     // Wraps another descriptor's pixels; this world must be empty.
     bool ConstructFrameBufferAlias(XFrameBuffer const& frame);
-    // Wraps one field of another frame: field_order 0 is the top field, 1 the bottom one.
+    // Wraps one field of a frame: field_order 0 is the top field, 1 the bottom one. A field
+    // of this world's own pixels keeps them alive.
     bool ConstructFieldAlias(XFrameBuffer const& frame, int field_order);
 
     // A new owned frame of this size and the current type; the old pixels are not kept.

@@ -1,5 +1,6 @@
 #include "platform/capture/DecompressSequence.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <turbojpeg.h>
 
@@ -44,15 +45,25 @@ namespace {
 
 bool IsJPEG(OSType cType) { return cType == kCodecMJPEG || cType == kCodecJPEG; }
 
-// Bytes a raw frame of this layout needs at least.
+// Bytes a raw frame of this layout needs at least: every row at its full length, and the
+// last row of each plane as far as libyuv reads it. libyuv takes YUYV, UYVY and the
+// interleaved NV12/NV21 chroma in pairs of pixels, so with an odd width it reads one pixel
+// past a row that holds exactly the width.
 std::size_t RawFrameBytes(ImageDescription const& camera) {
     std::size_t const bpl = static_cast<std::size_t>(camera.bytesPerLine);
     std::size_t const height = static_cast<std::size_t>(camera.height);
+    std::size_t const pairs = (static_cast<std::size_t>(camera.width) + 1) / 2;
     std::size_t const chromaRows = (height + 1) / 2;
+    auto plane = [bpl](std::size_t rows, std::size_t lastRowRead) {
+        return rows == 0 ? 0 : bpl * (rows - 1) + std::max(bpl, lastRowRead);
+    };
     switch (camera.cType) {
+        case kCodecYUYV:
+        case kCodecUYVY:
+            return plane(height, 4 * pairs);
         case kCodecNV12:
         case kCodecNV21:
-            return bpl * height + bpl * chromaRows;
+            return bpl * height + plane(chromaRows, 2 * pairs);
         case kCodecYUV420:
         case kCodecYVU420:
             return bpl * height + 2 * ((bpl + 1) / 2) * chromaRows;

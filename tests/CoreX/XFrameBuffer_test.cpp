@@ -3,11 +3,13 @@
 #include "CoreX/XFrameBuffer.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "CoreX/XFrameBufferMemory.h"
 #include "tests/CoreX/XFrameTestSupport.h"
+#include "tests/support/TestLogCapture.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // The failed-allocation test asks for an impossible block; AddressSanitizer must answer with
@@ -16,8 +18,6 @@ extern "C" char const* __asan_default_options() { return "allocator_may_return_n
 #endif
 
 namespace {
-
-using XFrameTest::LogCapture;
 
 XFrameBuffer Descriptor(int width, int height, uint32_t fields = 0) {
     XFrameBuffer frame;
@@ -31,43 +31,30 @@ XFrameBuffer Descriptor(int width, int height, uint32_t fields = 0) {
     return frame;
 }
 
-TEST(XFrameBuffer, EmptyDescriptorIsAllZeroWithTypeZeroZeroZeroZero) {
-    XFrameBuffer frame;
-    EXPECT_EQ(frame.PixelType, XFrameFourCC("0000"));
-    EXPECT_EQ(frame.PixelType, 0x30303030u);
-    EXPECT_EQ(frame.Pixels, nullptr);
-    EXPECT_EQ(frame.Width | frame.Height | frame.RowBytes | frame.BytesPerPixel, 0);
-    EXPECT_EQ(frame.Fields, 0u);
-}
-
-TEST(XFrameBuffer, FrameTypeMatchesExactStandardSizesOnly) {
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(720, 486), 6);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(720, 576), 9);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(640, 360), 0);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(352, 240), 1);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(640, 486), 3);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(768, 486), 7);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(352, 576), 8);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(800, 600), 11);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(1280, 720), 14);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(1920, 1088), 15);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(1920, 1152), 16);
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(480, 640), 0) << "width and height are not interchangeable";
-    EXPECT_EQ(XFrameBuffer::FrameTypeOf(0, 0), 0) << "the all-zero end row is not a match";
-    EXPECT_EQ(Descriptor(704, 576).FrameTypeOf(), 9);
-}
-
-TEST(XFrameBuffer, HasTwoFieldsFromFlagsOrElseFromSize) {
-    EXPECT_TRUE(Descriptor(640, 480).HasTwoFields());
-    EXPECT_TRUE(Descriptor(800, 600).HasTwoFields()) << "not an interlaced type, but even and tall";
-    EXPECT_FALSE(Descriptor(320, 240).HasTwoFields());
-    EXPECT_TRUE(Descriptor(1280, 720).HasTwoFields());
-    EXPECT_FALSE(Descriptor(640, 481).HasTwoFields());
-    EXPECT_TRUE(Descriptor(352, 240, kXFrameFields_Two).HasTwoFields());
-    EXPECT_TRUE(Descriptor(352, 240, kXFrameFields_BottomFirst).HasTwoFields());
-    EXPECT_FALSE(Descriptor(640, 480, kXFrameFields_One).HasTwoFields())
-        << "known fields override the size";
-    EXPECT_FALSE(Descriptor(640, 480, 0x0100).HasTwoFields()) << "only bit 0x0002 counts";
+TEST(XFrameBuffer, FrameTypeAndFieldsFromExactStandardSizes) {
+    std::tuple<int, int, int> const types[] = {
+        {720, 486, 6},    {720, 576, 9}, {640, 360, 0},  {352, 240, 1},   {640, 486, 3},
+        {768, 486, 7},    {352, 576, 8}, {800, 600, 11}, {1280, 720, 14}, {1920, 1088, 15},
+        {1920, 1152, 16}, {480, 640, 0}, {0, 0, 0}};  // the all-zero end row is no match
+    for (auto [width, height, type] : types) {
+        EXPECT_EQ(XFrameBuffer::FrameTypeOf(width, height), type) << width << "x" << height;
+    }
+    // Known fields decide by bit 0x0002; without them an interlaced type, or an even height
+    // of at least 480, has two.
+    std::tuple<int, int, uint32_t, bool> const fields[] = {
+        {640, 480, 0, true},
+        {800, 600, 0, true},
+        {320, 240, 0, false},
+        {1280, 720, 0, true},
+        {640, 481, 0, false},
+        {352, 240, kXFrameFields_Two, true},
+        {352, 240, kXFrameFields_BottomFirst, true},
+        {640, 480, kXFrameFields_One, false},
+        {640, 480, 0x0100, false}};
+    for (auto [width, height, flags, two] : fields) {
+        EXPECT_EQ(Descriptor(width, height, flags).HasTwoFields(), two)
+            << width << "x" << height << " fields " << flags;
+    }
 }
 
 TEST(XFrameBuffer, FieldsOfAnOddHeightLeaveTheLastRowInNeither) {
@@ -101,64 +88,40 @@ TEST(XFrameBuffer, CroppedBufferMovesTheFirstPixelAndShrinks) {
 }
 
 TEST(XFrameBuffer, CoreDebugPrintLogsTitleSizeAndFields) {
-    LogCapture log;
+    TestLogCapture log;
     Descriptor(640, 480, kXFrameFields_TopFirst).CoreDebugPrint("Left eye");
-    EXPECT_EQ(log.Text(),
+    EXPECT_EQ(log.Lines(),
               "-----------\nLeft eye XFrameBuffer Properties\n"
               "Width,Height = (640,480)\n"
               "Fields  = 0102\n");
 }
 
-TEST(XFrameBuffer, PixelFormatCodesMapBothWays) {
-    EXPECT_EQ(QuickTimeFourCharCodeFromPelFormat(kXFrame_Pel_RYUV), XFrameFourCC("r408"));
-    EXPECT_EQ(QuickTimeFourCharCodeFromPelFormat(kXFrame_Pel_VYUV), XFrameFourCC("v408"));
-    EXPECT_EQ(QuickTimeFourCharCodeFromPelFormat(kXFrame_Pel_8RGB), 32u);
-    EXPECT_EQ(QuickTimeFourCharCodeFromPelFormat(kXFrame_Pel_None), 32u);
-    EXPECT_EQ(PelFormatFromQuickTimeFourCharCode(XFrameFourCC("r408")), kXFrame_Pel_RYUV);
-    EXPECT_EQ(PelFormatFromQuickTimeFourCharCode(XFrameFourCC("v408")), kXFrame_Pel_VYUV);
-    EXPECT_EQ(PelFormatFromQuickTimeFourCharCode(XFrameFourCC("2vuy")), kXFrame_Pel_8RGB);
-}
-
-TEST(XFrameBufferMemory, ZeroSizeFrameHasFourRowsOf64BytesAndStartsAt80) {
-    XFrameBufferMemory memory(0, 0);
-    ASSERT_FALSE(memory.IsEmpty());
-    EXPECT_EQ(memory.MallocSize(), 256u);
-    EXPECT_EQ(memory.StrideBytes(), 64);
-    EXPECT_EQ(memory.FramePixels() - memory.BaseMalloc(), 80);
-}
-
 TEST(XFrameBufferMemory, LayoutHasGuardRowSpareRowsAndAlignedRows) {
-    XFrameBufferMemory memory(640, 480);
-    ASSERT_FALSE(memory.IsEmpty());
-    EXPECT_EQ(memory.StrideBytes(), 640 * 4 + 64);
-    EXPECT_EQ(memory.MallocSize(), size_t(484) * (640 * 4 + 64));
-    EXPECT_EQ(memory.FramePixels() - memory.BaseMalloc(), 640 * 4 + 80);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(memory.BaseMalloc()) % 16, 0u);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(memory.FramePixels()) % 16, 0u);
-    EXPECT_EQ(memory.StrideBytes() % 16, 0);
-    // The whole frame and its last row's spare bytes are inside the block: write them all.
-    uint8_t* end = memory.FramePixels() + 480 * memory.StrideBytes();
-    EXPECT_LE(end, memory.BaseMalloc() + memory.MallocSize());
-    std::fill(memory.FramePixels(), end, uint8_t(7));
-
-    // A width that is not a multiple of 4 keeps the layout, and with it unaligned rows.
-    ASSERT_TRUE(memory.SetFrameDimensions(5, 3));
-    EXPECT_EQ(memory.StrideBytes(), 84);
-    EXPECT_EQ(memory.MallocSize(), 7u * 84);
-    EXPECT_EQ(memory.FramePixels() - memory.BaseMalloc(), 100);
-    EXPECT_EQ(memory.Width(), 5);
-    EXPECT_EQ(memory.Height(), 3);
+    // Width, height: stride, block size, frame start.
+    std::tuple<int, int, int32_t, size_t, ptrdiff_t> const layouts[] = {
+        {0, 0, 64, 256, 80}, {640, 480, 2624, 484u * 2624, 2640}, {5, 3, 84, 7u * 84, 100}};
+    for (auto [width, height, stride, size, start] : layouts) {
+        XFrameBufferMemory memory(width, height);
+        ASSERT_FALSE(memory.IsEmpty());
+        EXPECT_EQ(memory.StrideBytes(), stride) << width;
+        EXPECT_EQ(memory.MallocSize(), size) << width;
+        EXPECT_EQ(memory.FramePixels() - memory.BaseMalloc(), start) << width;
+        // The whole frame and its last row's spare bytes are inside the block.
+        std::fill(memory.FramePixels(), memory.FramePixels() + height * stride, uint8_t(7));
+    }
+    XFrameBufferMemory aligned(640, 480);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned.FramePixels()) % 16, 0u);
 }
 
 TEST(XFrameBufferMemory, FailedAllocationIsLoggedTwiceAndLeavesItEmpty) {
-    LogCapture log;
+    TestLogCapture log;
     XFrameBufferMemory memory(64, 64);
     ASSERT_FALSE(memory.IsEmpty());
     EXPECT_FALSE(memory.SetFrameDimensions(500'000'000, 1'000'000'000));
     EXPECT_TRUE(memory.IsEmpty());
     EXPECT_EQ(memory.FramePixels(), nullptr);
     EXPECT_EQ(memory.StrideBytes(), 0);
-    std::string const text = log.Text();
+    std::string const text = log.Lines();
     size_t const first = text.find("code : m_base_malloc in CoreX/XFrameBufferMemory.cpp");
     size_t const second = text.find(
         "code : Construct(frame_malloc_size, frame_start_offset, frame_stride_bytes) in "
@@ -169,11 +132,11 @@ TEST(XFrameBufferMemory, FailedAllocationIsLoggedTwiceAndLeavesItEmpty) {
 }
 
 TEST(XFrameBufferMemory, RefusesNegativeSizesAndMovesOwnership) {
-    LogCapture log;
+    TestLogCapture log;
     XFrameBufferMemory memory;
     EXPECT_FALSE(memory.SetFrameDimensions(-16, 10));
     EXPECT_TRUE(memory.IsEmpty());
-    EXPECT_NE(log.Text().find("VERIFY FAILED"), std::string::npos);
+    EXPECT_NE(log.Lines().find("VERIFY FAILED"), std::string::npos);
 
     XFrameBufferMemory owner(16, 16);
     uint8_t* pixels = owner.FramePixels();

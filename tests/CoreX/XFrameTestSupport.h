@@ -1,21 +1,14 @@
 #pragma once
 // Helpers for the frame tests: frames in memory of their own whose last byte is the last
 // byte of the allocation (so AddressSanitizer reports any read or write past a frame),
-// a kernel-set guard, and a capture of the debug log's file output.
+// and a kernel-set guard.
 
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <random>
-#include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include "CoreX/CoreMachDebugLog.h"
 #include "CoreX/XFrameOperations.h"
-#include "platform/folders/PlatformFolders.h"
-#include "tests/support/TestEnvironment.h"
 
 namespace XFrameTest {
 
@@ -98,29 +91,6 @@ public:
 private:
     XFrameKernelSet mSaved;
     XFrameKernelSet mInUse;
-};
-
-// Routes the debug log to a fresh file for one test.
-class LogCapture {
-public:
-    LogCapture() : mSaved(CoreMachDebugLogGetUseLogger()) {
-        std::filesystem::remove_all(Folder());
-        PlatformFolders::MakeFolders(Folder());
-        CoreMachDebugLogResetFileLocation();
-        CoreMachDebugLogSetUseLogger(kCoreLogOutputFile);
-    }
-    ~LogCapture() {
-        CoreMachDebugLogSetUseLogger(mSaved);
-        std::filesystem::remove_all(Folder());
-        CoreMachDebugLogResetFileLocation();
-    }
-    std::string Text() const { return TestEnvironment::ReadFile(Folder() + "/Duoscope.log"); }
-
-private:
-    static std::string Folder() {
-        return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder);
-    }
-    kCoreLogOutput mSaved;
 };
 
 }  // namespace XFrameTest

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/platform/imaging/ImagingTestSupport.h"
+#include "tests/support/TestLogCapture.h"
 
 using namespace ImagingTest;
 
@@ -28,18 +29,10 @@ QVariantMap OffsetAttributes(double defaultOffset) {
 
 }  // namespace
 
-TEST(CIFilterRegistry, BuiltInsAreThereAndUnknownNamesAreLogged) {
-    for (char const* name : {"CIWhitePointAdjust", "CIExposureAdjust", "CIColorControls", "CICrop",
-                             "CIAffineTransform"}) {
-        auto filter = CIFilter::filterWithName(name);
-        ASSERT_NE(filter, nullptr) << name;
-        EXPECT_EQ(filter->name(), name);
-        EXPECT_EQ(filter->attributes().value(kCIAttributeFilterName).toString(), name);
-        EXPECT_TRUE(filter->inputKeys().contains("inputImage"));
-    }
-    LogCapture log;
+TEST(CIFilterRegistry, UnknownNamesAreLogged) {
+    TestLogCapture log;
     EXPECT_EQ(CIFilter::filterWithName("CINoSuchFilter"), nullptr);
-    EXPECT_NE(log.text().find("registered"), std::string::npos) << log.text();
+    EXPECT_TRUE(log.Contains("registered")) << log.Lines();
 }
 
 TEST(CIFilterRegistry, ProgramFiltersRegisterAndReplaceByName) {
@@ -62,10 +55,10 @@ TEST(CIFilterRegistry, ProgramFiltersRegisterAndReplaceByName) {
 
 TEST(CIFilterInputs, UnknownKeysAreLoggedAndIgnored) {
     auto filter = CIFilter::filterWithName("CIExposureAdjust");
-    LogCapture log;
+    TestLogCapture log;
     filter->setValue(2.0, "inputExposure");
     EXPECT_FALSE(filter->valueForKey("inputExposure").isValid());
-    EXPECT_NE(log.text().find("isInput"), std::string::npos) << log.text();
+    EXPECT_NE(log.Lines().find("isInput"), std::string::npos) << log.Lines();
 }
 
 TEST(CIFilterInputs, OutputNeedsAnImageAndUnsetNumbersReadAsTheirDefaults) {
@@ -85,6 +78,10 @@ TEST(CIFilterInputs, OutputNeedsAnImageAndUnsetNumbersReadAsTheirDefaults) {
 TEST(CIFilterAttributes, EveryInputsIdentityLeavesThePictureAlone) {
     // The adjustment stack neutralises each stage by setting each input to its identity.
     Picture const source = RandomPicture(23, 11, 41, false);
+    for (char const* builtIn : {"CIWhitePointAdjust", "CIExposureAdjust", "CIColorControls",
+                                "CICrop", "CIAffineTransform"}) {
+        EXPECT_TRUE(CIFilter::filterNames().contains(builtIn)) << builtIn;
+    }
     for (QString const& name : CIFilter::filterNames()) {
         if (name.startsWith("Test")) {
             continue;

@@ -7,6 +7,7 @@
 #include "platform/imaging/CISampler.h"
 #include "platform/imaging/CIVector.h"
 #include "tests/platform/imaging/ImagingTestSupport.h"
+#include "tests/support/TestLogCapture.h"
 
 using namespace ImagingTest;
 
@@ -64,16 +65,16 @@ TEST_F(CIKernelTest, DeclarationsBindToTheirRoutines) {
 }
 
 TEST_F(CIKernelTest, BadTextCompilesToNothingAndIsLogged) {
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_TRUE(CIKernel::kernelsWithString("kernel vec4 testNobody(sampler a);").empty());
-    EXPECT_NE(log.text().find("routine != nullptr"), std::string::npos) << log.text();
+    EXPECT_NE(log.Lines().find("routine != nullptr"), std::string::npos) << log.Lines();
     EXPECT_TRUE(
         CIKernel::kernelsWithString("kernel vec4 testAdd(image a, sampler b, float c);").empty());
-    EXPECT_NE(log.text().find("typeKnown"), std::string::npos);
+    EXPECT_NE(log.Lines().find("typeKnown"), std::string::npos);
     EXPECT_TRUE(CIKernel::kernelsWithString("kernel vec4 testAdd(sampler a, sampler b, float c); "
                                             "return a;")
                     .empty());
-    EXPECT_NE(log.text().find("onlyDeclarations"), std::string::npos);
+    EXPECT_NE(log.Lines().find("onlyDeclarations"), std::string::npos);
     EXPECT_TRUE(CIKernel::kernelsWithString("/* kernel vec4 testAdd(sampler a); */").empty());
 }
 
@@ -118,11 +119,11 @@ TEST_F(CIKernelTest, ArgumentsThatDoNotMatchGiveNoImage) {
     auto const kernel =
         CIKernel::kernelsWithString("kernel vec4 testAdd(sampler a, sampler b, float lift);")[0];
     Picture const a(2, 2, Pixel(255, 1, 1, 1));
-    LogCapture log;
+    TestLogCapture log;
     EXPECT_TRUE(kernel->apply({SamplerOf(a.image()), SamplerOf(a.image())}).isEmpty());
-    EXPECT_NE(log.text().find("argumentCountMatches"), std::string::npos);
+    EXPECT_NE(log.Lines().find("argumentCountMatches"), std::string::npos);
     EXPECT_TRUE(kernel->apply({SamplerOf(a.image()), 1.0, SamplerOf(a.image())}).isEmpty());
     EXPECT_TRUE(kernel->apply({SamplerOf(a.image()), SamplerOf(a.image()), "text"}).isEmpty());
-    EXPECT_NE(log.text().find("argumentMatches"), std::string::npos);
+    EXPECT_NE(log.Lines().find("argumentMatches"), std::string::npos);
     EXPECT_FALSE(kernel->apply({SamplerOf(a.image()), SamplerOf(a.image()), 2}).isEmpty());
 }

@@ -2,18 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 
-#include "platform/folders/PlatformFolders.h"
 #include "platform/imaging/CIContext.h"
-#include "tests/support/TestEnvironment.h"
 
 namespace ImagingTest {
-namespace {
-
-std::string LogsFolder() { return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder); }
-
-}  // namespace
 
 Picture Render(CIImage const& image, int x, int y, int width, int height) {
     // Filled with a marker, so that a pixel the draw forgot shows.
@@ -37,23 +29,6 @@ int MaxByteDifference(Picture const& a, Picture const& b) {
         }
     }
     return worst;
-}
-
-LogCapture::LogCapture() : mSaved(CoreMachDebugLogGetUseLogger()) {
-    std::filesystem::remove_all(LogsFolder());
-    CoreMachDebugLogResetFileLocation();
-    PlatformFolders::MakeFolders(LogsFolder());
-    CoreMachDebugLogSetUseLogger(kCoreLogOutputFile);
-}
-
-LogCapture::~LogCapture() {
-    CoreMachDebugLogSetUseLogger(mSaved);
-    std::filesystem::remove_all(LogsFolder());
-    CoreMachDebugLogResetFileLocation();
-}
-
-std::string LogCapture::text() const {
-    return TestEnvironment::ReadFile(LogsFolder() + "/Duoscope.log");
 }
 
 }  // namespace ImagingTest

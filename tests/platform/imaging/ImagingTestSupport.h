@@ -1,5 +1,5 @@
 #pragma once
-// Pictures, pixel access and log capture for the imaging and filter tests.
+// Pictures and pixel access for the imaging and filter tests.
 
 #include <cstdint>
 #include <random>
@@ -8,7 +8,6 @@
 
 #include <QImage>
 
-#include "CoreX/CoreMachDebugLog.h"
 #include "platform/imaging/CIImage.h"
 
 namespace ImagingTest {
@@ -65,16 +64,5 @@ inline Picture Render(CIImage const& image) {
 
 // The largest difference of any byte of any pixel.
 int MaxByteDifference(Picture const& a, Picture const& b);
-
-// Collects what VERIFY logs while it lives.
-class LogCapture {
-public:
-    LogCapture();
-    ~LogCapture();
-    std::string text() const;
-
-private:
-    kCoreLogOutput mSaved;
-};
 
 }  // namespace ImagingTest
