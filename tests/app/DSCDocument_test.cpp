@@ -220,12 +220,14 @@ TEST_F(DocumentWindowTest, WindowIsTitledAndCountedAndItsCloseStopsTheClock) {
 TEST_F(DocumentWindowTest, ClockKeepsTickingInAModalDialog) {
     DSCDocument* document = Open();
     QSignalSpy ticks(document->camTimer(), &QTimer::timeout);
+    ASSERT_TRUE(ticks.wait(5000)) << "the clock runs";  // past the cameras' first frames
+    ticks.clear();
     QDialog dialog(document->window());
     QTimer::singleShot(1000, &dialog, &QDialog::accept);
     dialog.exec();  // a nested event loop, as a modal panel runs
     // The rate itself is measured in MasterClock_bench; here the clock must not stop while
-    // the dialog runs (30 ticks are due; a loaded machine still gives several).
-    EXPECT_GE(ticks.count(), 5);
+    // the dialog runs (30 ticks are due; a loaded sanitizer build still gives a few).
+    EXPECT_GE(ticks.count(), 2);
 }
 
 class BroadcastSwitchTest : public DocumentWindowTest {
