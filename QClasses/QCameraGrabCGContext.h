@@ -34,8 +34,9 @@ public:
     int BeginDecompressionSequence(ImageDescription const& cameraDesc, SGRect const& cameraRect,
                                    SGRect const& frameBufferRect) override;
     // Decodes one frame into the bitmap; a frame that cannot be decoded is dropped (the
-    // picture stays) and its reason logged.
+    // picture stays) and counted; the caller logs it.
     int DefaultDataProc(std::uint8_t const* data, long size) override;
+    char const* DroppedFrameReason() const override { return mDecompressSequence.LastError(); }
 
     SGPixMap GetFrameBufferPixMap() const;
     void DestructFrameBuffer();

@@ -31,11 +31,17 @@ QCameraGrabberBase::~QCameraGrabberBase() = default;
 int QCameraGrabberBase::OnThisDataProc(SGChannel* channel, std::uint8_t const* in_data,
                                        long in_data_size, long* offset, long chRefCon,
                                        std::int64_t time, short writeType) {
-    int err;
-    // A dropped frame is logged with this expression as written.
-    // clang-format off
-    VERIFY_ERR(err=DefaultDataProc(in_data,in_data_size));
-    // clang-format on
+    mLastFrameMicroseconds = Microseconds();  // a damaged frame still shows the camera lives
+    int const err = DefaultDataProc(in_data, in_data_size);
+    // A camera that sends damaged frames usually sends nothing else: the first drop is
+    // logged, then a count at most every interval.
+    if (std::uint64_t repeats = 0;
+        err != noErr && mDroppedFrameLog.Note(Microseconds() / 1e6, repeats)) {
+        VERIFY_ERR(err);
+        CoreMachDebugLog("QCameraGrabberBase: '%s': frame dropped: %s%s\n",
+                         mOpenCameraName.c_str(), DroppedFrameReason(),
+                         LogThrottle::RepeatsText(repeats).c_str());
+    }
     return err;
 }
 
@@ -202,7 +208,11 @@ int QCameraGrabberBase::StartRecord() {
     if (!mComponent) {
         return paramErr;
     }
-    return mComponent->StartRecord();
+    err = mComponent->StartRecord();
+    if (err == noErr) {
+        mLastFrameMicroseconds = Microseconds();
+    }
+    return err;
 }
 
 int QCameraGrabberBase::InitializeDecompressionToOffscreenWorld() {
@@ -227,6 +237,7 @@ int QCameraGrabberBase::StopRecord() {
     if (mVideoChannel == nullptr || !mComponent) {
         return paramErr;
     }
+    mLastFrameMicroseconds = -1.0;
     int err;
     VERIFY_ERR(err = mComponent->Stop());
     if (err == noErr) {
@@ -235,11 +246,15 @@ int QCameraGrabberBase::StopRecord() {
     return err;
 }
 
-int QCameraGrabberBase::Stop() { return mComponent ? mComponent->Stop() : paramErr; }
+int QCameraGrabberBase::Stop() {
+    mLastFrameMicroseconds = -1.0;  // a stopped camera sends nothing, rightly
+    return mComponent ? mComponent->Stop() : paramErr;
+}
 
 int QCameraGrabberBase::Close() {
     mVideoChannel = nullptr;  // goes with the component
     mLostCameraName.clear();
+    mLastFrameMicroseconds = -1.0;
     return QSequenceGrabber::Close();
 }
 
@@ -267,7 +282,14 @@ int QCameraGrabberBase::OpenCameraInput(Camera const* camera) {
 
 int QCameraGrabberBase::Idle() {
     if (mVideoChannel != nullptr && mComponent) {
-        int const err = mComponent->Idle();
+        int err = mComponent->Idle();
+        double const silentSeconds = (Microseconds() - mLastFrameMicroseconds) / 1e6;
+        if (err != sgDeviceLostErr && mLastFrameMicroseconds >= 0.0 &&
+            silentSeconds > kStalledCameraSeconds) {
+            CoreMachDebugLog("QCameraGrabberBase: '%s' sent no frame for %.1f s: re-opening it\n",
+                             mOpenCameraName.c_str(), silentSeconds);
+            err = sgDeviceLostErr;
+        }
         if (err == sgDeviceLostErr) {
             // The camera was unplugged: give up the channel, and wait a period before the
             // first attempt to open a camera again.
@@ -483,6 +505,10 @@ int QCameraGrabberBase::SwitchToCamera(Camera const& camera) {
     if (!list.IsValidDeviceInput(camera) || camera.IsDeviceEmpty()) {
         return paramErr;
     }
+    // The camera asked for may be held by the other eye or another program, which shows
+    // only once it is opened; the current one is then taken back, so no eye goes dark.
+    Camera previous;
+    bool const fHadCamera = GetCurrentCamera(previous);
     int result;
     // clang-format off
     VERIFY_ERR(result=StopRecord());
@@ -493,21 +519,41 @@ int QCameraGrabberBase::SwitchToCamera(Camera const& camera) {
     if (mVideoChannel != nullptr) {
         return paramErr;
     }
+    result = OpenAndRecord(camera);
+    if (result == noErr) {
+        return noErr;
+    }
+    camera.CoreDebugLog("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING");
+    std::string const wanted = PStr63ToString(camera.inputName);
+    if (!fHadCamera) {
+        CoreMachDebugLog("QCameraGrabberBase: cannot use '%s': %s\n", wanted.c_str(),
+                         SGStatusText(result));
+        return result;  // no channel: Idle opens the default camera again
+    }
+    std::string const kept = PStr63ToString(previous.inputName);
+    int const back = OpenAndRecord(previous);
+    CoreMachDebugLog("QCameraGrabberBase: cannot use '%s': %s; %s '%s'\n", wanted.c_str(),
+                     SGStatusText(result), back == noErr ? "staying with" : "could not reopen",
+                     kept.c_str());
+    return result;
+}
+
+int QCameraGrabberBase::OpenAndRecord(Camera const& camera) {
     SGRect const useFrameBufferRect = mFrameBufferRect;
     OSType const usePixelFormat = mFrameBufferPixelFormat;
     Camera const camera_input = camera;
+    int result;
     // clang-format off
     VERIFY_ERR(result=OpenInitialize(useFrameBufferRect,usePixelFormat,&camera_input));
     // clang-format on
     if (result != noErr) {
-        camera_input.CoreDebugLog("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING");
         return result;
     }
     // clang-format off
     VERIFY_ERR(result=StartRecord());
     // clang-format on
     if (result != noErr) {
-        StopRecord();  // no channel: Idle opens the default camera again
+        StopRecord();
     }
     return result;
 }

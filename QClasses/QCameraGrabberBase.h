@@ -11,6 +11,7 @@
 #include "CoreG/QGWorld.h"
 #include "QClasses/QSGDeviceList.h"
 #include "QClasses/QSequenceGrabber.h"
+#include "platform/capture/LogThrottle.h"
 #include "platform/capture/SGTypes.h"
 
 class QCameraGrabberBase : public QSequenceGrabber {
@@ -33,8 +34,8 @@ public:
     virtual int StopRecord();  // stops and disposes of the video channel
     virtual int Close();       // closes the component and forgets the channel
     // Closes the current camera and opens `camera`. paramErr for the current camera (nothing
-    // changes) or one that is not in the list; a failed switch leaves no channel, from where
-    // Idle re-opens the default camera.
+    // changes) or one that is not in the list. When `camera` cannot be opened (another eye
+    // or program holds it) the current camera is opened again and the reason returned.
     virtual int SwitchToCamera(Camera const& camera);
     // The next or previous camera in walk order; false when there is none (no wrap-around).
     virtual bool UseNextCamera();
@@ -60,6 +61,8 @@ public:
     virtual int BeginDecompressionSequence(ImageDescription const& cameraDesc,
                                            SGRect const& cameraRect, SGRect const& frameBufferRect);
     virtual int DefaultDataProc(std::uint8_t const* data, long size);
+    // Why DefaultDataProc last refused a frame, for the log.
+    virtual char const* DroppedFrameReason() const { return "the frame could not be used"; }
 
     void SetFrameBufferPixelFormat(OSType pixelFormat) { mFrameBufferPixelFormat = pixelFormat; }
     void SetFrameBufferRect(SGRect const& rect) { mFrameBufferRect = rect; }
@@ -105,6 +108,9 @@ public:
     OSType mFrameBufferPixelFormat = 0;
     ImageDescription mCameraImageDesc;   // the camera's frames, from when recording starts
     SGChannel* mVideoChannel = nullptr;  // non-null while a camera is open
+    // A recording camera that has sent no frame for this long is taken as lost and re-opened
+    // (some firmware stops sending without any error).
+    static constexpr double kStalledCameraSeconds = 2.0;
     bool mAutoOpenCameraPluggedIn = true;
     float mAutoOpenRetrySeconds = 1.0f;
     double mAutoOpenRetryElapsed;  // microseconds: time of the last re-open attempt
@@ -112,6 +118,8 @@ public:
 private:
     using CameraStep = bool (QCameraGrabberBase::*)(Camera&);
     bool UseCameraBeside(CameraStep fallback, CameraStep step);
+    // Opens `camera` in a new component and records from it; on failure leaves no channel.
+    int OpenAndRecord(Camera const& camera);
     SGChannel* VideoChannel() const { return mVideoChannel; }
     // The camera of that input name in the current list, found without a channel.
     bool GetCameraNamed(std::string const& name, Camera& camera);
@@ -123,5 +131,9 @@ private:
     // (empty once a camera opens again).
     std::string mOpenCameraName;
     std::string mLostCameraName;
+    // Microseconds: when the recording camera last delivered a frame (or started); negative
+    // while nothing records.
+    double mLastFrameMicroseconds = -1.0;
+    LogThrottle mDroppedFrameLog;
     static int SetChannelUsage(SGChannel* channel, long usage);
 };

@@ -13,6 +13,7 @@ struct TestPatternState {
     std::uint64_t generation = 0;
     bool freeRunning = false;
     bool streamingRefused = false;
+    bool frozen = false;
     bool inputOpen[TestPatternBackEnd::kInputCount] = {};
     bool injected[TestPatternBackEnd::kInputCount] = {};
     std::vector<std::uint8_t> injectedFrame[TestPatternBackEnd::kInputCount];
@@ -53,6 +54,10 @@ void TestPatternBackEnd::SetFreeRunning(bool freeRunning) { State().freeRunning 
 void TestPatternBackEnd::SetStreamingRefused(bool refused) { State().streamingRefused = refused; }
 
 bool TestPatternBackEnd::StreamingRefused() { return State().streamingRefused; }
+
+void TestPatternBackEnd::SetFrozen(bool frozen) { State().frozen = frozen; }
+
+bool TestPatternBackEnd::Frozen() { return State().frozen; }
 
 std::uint64_t TestPatternBackEnd::PlugGeneration() { return State().generation; }
 

@@ -29,6 +29,9 @@ public:
     // Inputs open but refuse to start streaming (sgBandwidthErr), as a camera does whose USB
     // bus has no bandwidth left.
     static void SetStreamingRefused(bool refused);
+    // Inputs stay open and streaming but deliver nothing, as a camera whose firmware hangs.
+    static void SetFrozen(bool frozen);
+    static bool Frozen();
 
     void ListDevices(std::vector<CaptureDevice>& devices) override;
     int OpenInput(CaptureDevice const& device, int input, int width, int height,

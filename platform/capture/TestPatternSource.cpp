@@ -99,7 +99,7 @@ int TestPatternSource::Grab(CaptureFrameHandler& handler) {
         }
         return sgDeviceLostErr;
     }
-    if (!mStreaming) {
+    if (!mStreaming || TestPatternBackEnd::Frozen()) {
         return noErr;
     }
     std::int64_t const now = NowMicroseconds();

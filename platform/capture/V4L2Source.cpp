@@ -251,8 +251,11 @@ bool V4L2Source::Requeue(std::uint32_t index) {
             Vanished(err);
             return false;
         }
-        CoreMachDebugLog("V4L2Source: '%s': VIDIOC_QBUF of buffer %u failed: %s\n",
-                         mCameraName.c_str(), index, std::strerror(-err));
+        if (std::uint64_t repeats = 0; mRequeueLog.Note(repeats)) {
+            CoreMachDebugLog("V4L2Source: '%s': VIDIOC_QBUF of buffer %u failed: %s%s\n",
+                             mCameraName.c_str(), index, std::strerror(-err),
+                             LogThrottle::RepeatsText(repeats).c_str());
+        }
     }
     return true;
 }
@@ -278,8 +281,11 @@ int V4L2Source::Grab(CaptureFrameHandler& handler) {
         }
         if ((buffer.flags & V4L2_BUF_FLAG_ERROR) != 0 || buffer.index >= mBuffers.size()) {
             // The driver saw the frame arrive damaged: drop it, keep the newest good one.
-            CoreMachDebugLog("V4L2Source: '%s': frame %u flagged as damaged, dropped\n",
-                             mCameraName.c_str(), buffer.sequence);
+            if (std::uint64_t repeats = 0; mDamagedLog.Note(repeats)) {
+                CoreMachDebugLog("V4L2Source: '%s': frame %u flagged as damaged, dropped%s\n",
+                                 mCameraName.c_str(), buffer.sequence,
+                                 LogThrottle::RepeatsText(repeats).c_str());
+            }
             if (!Requeue(buffer.index)) {
                 return sgDeviceLostErr;
             }
@@ -296,8 +302,11 @@ int V4L2Source::Grab(CaptureFrameHandler& handler) {
         if (IsVanished(err)) {
             return Vanished(err);
         }
-        CoreMachDebugLog("V4L2Source: '%s': VIDIOC_DQBUF failed: %s\n", mCameraName.c_str(),
-                         std::strerror(-err));
+        if (std::uint64_t repeats = 0; mDequeueLog.Note(repeats)) {
+            CoreMachDebugLog("V4L2Source: '%s': VIDIOC_DQBUF failed: %s%s\n",
+                             mCameraName.c_str(), std::strerror(-err),
+                             LogThrottle::RepeatsText(repeats).c_str());
+        }
     }
     if (!fHaveFrame) {
         return noErr;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/capture/CaptureSource.h"
+#include "platform/capture/LogThrottle.h"
 #include "platform/capture/V4L2Resources.h"
 
 class V4L2Source : public CaptureSource {
@@ -47,4 +48,9 @@ private:
     ImageDescription mDescription;
     double mFramesPerSecond = 0.0;
     bool mLost = false;
+    // A camera that goes bad tends to do so with every frame: each kind of fault is logged
+    // once, then counted.
+    LogThrottle mDamagedLog;
+    LogThrottle mDequeueLog;
+    LogThrottle mRequeueLog;
 };

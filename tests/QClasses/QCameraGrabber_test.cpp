@@ -31,6 +31,7 @@ protected:
     void TearDown() override {
         QCameraGrabberBase::SetMicrosecondsClock(nullptr);
         TestPatternBackEnd::Plug();
+        TestPatternBackEnd::SetFrozen(false);
         CaptureRegistry::Shared().SetV4L2Enabled(true);
     }
 
@@ -113,13 +114,17 @@ TEST_F(GrabberTest, NextAndPreviousStopAtTheEnds) {
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
 
-    // With the other input held elsewhere there is nothing to switch to that opens.
+    // The camera the other eye holds cannot be taken: the eye keeps its own, never dark.
     QCameraGrabCGContext other;
     ASSERT_EQ(Open(other), noErr);
     TestLogCapture log;
     EXPECT_FALSE(grabber.UseNextCamera());
-    EXPECT_TRUE(log.Contains("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING"));
-    EXPECT_EQ(grabber.mVideoChannel, nullptr);  // a failed switch leaves no channel
+    EXPECT_TRUE(log.Contains("cannot use 'Test Pattern Right': another program or grabber is "
+                             "using it; staying with 'Test Pattern Left'"))
+        << log.Lines();
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_EQ(Current(other), "Test Pattern Right");
 }
 
 TEST_F(GrabberTest, SwitchingToTheCurrentCameraChangesNothing) {
@@ -172,6 +177,27 @@ TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
     AdvanceSeconds(0.2);
     EXPECT_EQ(grabber.Idle(), noErr);
     ASSERT_NE(grabber.mVideoChannel, nullptr);
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    EXPECT_TRUE(NextFrame(grabber));
+}
+
+TEST_F(GrabberTest, ACameraThatStopsSendingWithoutAnErrorIsReopenedAfterTwoSeconds) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    ASSERT_TRUE(NextFrame(grabber));
+    TestPatternBackEnd::SetFrozen(true);
+    AdvanceSeconds(1.9);
+    EXPECT_EQ(grabber.Idle(), noErr);
+    EXPECT_NE(grabber.mVideoChannel, nullptr);
+    TestLogCapture log;
+    AdvanceSeconds(0.2);
+    EXPECT_EQ(grabber.Idle(), sgDeviceLostErr);
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+    EXPECT_TRUE(log.Contains("'Test Pattern Left' sent no frame for 2.1 s")) << log.Lines();
+
+    TestPatternBackEnd::SetFrozen(false);
+    AdvanceSeconds(1.1);
+    grabber.Idle();
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
 }
@@ -242,8 +268,14 @@ TEST_F(GrabberTest, DamagedFramesAreDroppedAndThePictureStays) {
     EXPECT_EQ(grabber.Idle(), sgDecodeErr);
     EXPECT_EQ(Pixels(grabber), picture);
     EXPECT_EQ(grabber.GetFrameStatistics().framesDropped, 2u);
-    EXPECT_TRUE(log.Contains(" code : err=DefaultDataProc(in_data,in_data_size)"));
+    // The first drop is logged with its reason, later ones only as a count every 10 s.
+    EXPECT_EQ(log.Count("frame dropped"), 1u) << log.Lines();
     EXPECT_TRUE(log.Contains("truncated"));
+    EXPECT_TRUE(log.Contains("VERIFY_ERR FAILED: OSErr:-9405"));
+    AdvanceSeconds(11);
+    TestPatternBackEnd::InjectFrame(0, std::vector<std::uint8_t>(3000, 0x5A));
+    EXPECT_EQ(grabber.Idle(), sgDecodeErr);
+    EXPECT_TRUE(log.Contains("(2 more since the last line)")) << log.Lines();
 
     // Recording goes on: a good frame is decoded, and so is the next rendered one.
     TestPatternBackEnd::InjectFrame(0, jpeg);

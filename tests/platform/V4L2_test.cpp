@@ -11,6 +11,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include "platform/capture/LogThrottle.h"
 #include "platform/capture/V4L2BackEnd.h"
 #include "platform/capture/V4L2Formats.h"
 #include "platform/capture/V4L2Naming.h"
@@ -342,3 +343,18 @@ TEST(V4L2BackEnd, NodesAreScannedByNumberAndNonDevicesSkipped) {
 }
 
 }  // namespace
+
+TEST(LogThrottle, FirstOccurrenceThenACountAtMostEveryInterval) {
+    struct Step {
+        double seconds;
+        bool fLogged;
+        std::uint64_t repeats;
+    };
+    LogThrottle throttle(10.0);
+    for (Step const step : {Step{100.0, true, 0}, Step{100.1, false, 0}, Step{109.9, false, 0},
+                            Step{110.0, true, 3}, Step{115.0, false, 0}, Step{200.0, true, 2}}) {
+        std::uint64_t repeats = 99;
+        EXPECT_EQ(throttle.Note(step.seconds, repeats), step.fLogged) << step.seconds;
+        EXPECT_EQ(repeats, step.repeats) << step.seconds;
+    }
+}
