@@ -4,7 +4,9 @@
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "CoreX/CorePString.h"
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
+#include "platform/capture/V4L2Naming.h"
 
 namespace {
 
@@ -312,9 +314,7 @@ int QCameraGrabberBase::Idle() {
     if (!mLostCameraName.empty()) {
         // A grabber that lost a camera takes that camera back when it returns, and until
         // then only another real camera: with the built-in test pattern listed, the default
-        // camera always opens, and the real camera would never be picked up again. (A camera
-        // can also come back under another name: one of two identical cameras is named
-        // by its USB port only while its twin is plugged in.)
+        // camera always opens, and the real camera would never be picked up again.
         Camera lost;
         err = GetCameraNamed(mLostCameraName, lost) ? OpenCameraInput(&lost)
                                                     : OpenFirstCameraExceptTestPattern();
@@ -346,17 +346,7 @@ int QCameraGrabberBase::OpenFirstCameraExceptTestPattern() {
 
 bool QCameraGrabberBase::GetCameraNamed(std::string const& name, Camera& camera) {
     QSGDeviceList list;
-    if (!GetCameraInputList(list)) {
-        return false;
-    }
-    Str63 wanted;
-    PStr63FromCString(name.c_str(), wanted);
-    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
-        if (PStr63Equal(camera.inputName, wanted)) {
-            return true;
-        }
-    }
-    return false;
+    return GetCameraInputList(list) && FindCameraNamed(list, name, camera);
 }
 
 // ---- Cameras ----
@@ -455,16 +445,29 @@ bool QCameraGrabberBase::IsThisTheCurrentCamera(Camera const& camera) {
 }
 
 bool QCameraGrabberBase::GetCameraWithDeviceInputName(Camera& camera, char const* name) {
+    // A stored name with a port keeps its model named by port, before the list is made.
+    CaptureRegistry::Shared().V4L2().RememberCameraName(name);
+    QSGDeviceList list;
+    return GetActiveCameraDeviceList(list) && FindCameraNamed(list, name, camera);
+}
+
+bool QCameraGrabberBase::FindCameraNamed(QSGDeviceList const& list, std::string const& name,
+                                         Camera& camera) {
+    // The exact name first; then the same camera named with or without its port, as one of
+    // two identical cameras is when it was chosen before its twin was first seen.
     Str63 wanted;
-    PStr63FromCString(name, wanted);
-    if (!GetFirstCamera(camera)) {
-        return false;
-    }
-    do {
+    PStr63FromCString(name.c_str(), wanted);
+    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
         if (PStr63Equal(camera.inputName, wanted)) {
             return true;
         }
-    } while (GetNextCamera(camera));
+    }
+    std::string const model = V4L2Naming::WithoutPort(name);
+    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
+        if (V4L2Naming::WithoutPort(PStr63ToString(camera.inputName)) == model) {
+            return true;
+        }
+    }
     return false;
 }
 

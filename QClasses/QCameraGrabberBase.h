@@ -40,7 +40,8 @@ public:
     // The next or previous camera in walk order; false when there is none (no wrap-around).
     virtual bool UseNextCamera();
     virtual bool UsePrevCamera();
-    // The camera whose input name is exactly `name`.
+    // The camera whose input name is `name`; failing that, the one whose name differs only
+    // by a port in brackets.
     virtual bool GetCameraWithDeviceInputName(Camera& camera, char const* name);
     virtual bool GetFirstCamera(Camera& camera);
     virtual bool GetLastCamera(Camera& camera);
@@ -123,6 +124,8 @@ private:
     SGChannel* VideoChannel() const { return mVideoChannel; }
     // The camera of that input name in the current list, found without a channel.
     bool GetCameraNamed(std::string const& name, Camera& camera);
+    static bool FindCameraNamed(QSGDeviceList const& list, std::string const& name,
+                                Camera& camera);
     // Opens the first camera in walk order that opens now, passing over the built-in test
     // pattern; noErr also when none does.
     int OpenFirstCameraExceptTestPattern();

@@ -68,7 +68,7 @@ void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
             answered.push_back(std::move(node));
         }
     }
-    std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(answered, this);
+    std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(answered, this, &mTwinModels);
     devices.insert(devices.end(), cameras.begin(), cameras.end());
 }
 

@@ -22,6 +22,13 @@ public:
     // V4L2 device.
     static bool QueryNode(V4L2NodeAnswers& node);
 
+    // A camera name the user chose, stored earlier: a name with a port keeps that model
+    // named by port from now on.
+    void RememberCameraName(std::string const& name) {
+        V4L2Naming::RememberName(name, mTwinModels);
+    }
+
 private:
     std::string mDeviceFolder = "/dev";
+    V4L2Naming::TwinModels mTwinModels;  // grows for the whole run, never shrinks
 };

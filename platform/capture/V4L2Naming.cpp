@@ -87,17 +87,71 @@ std::string PortOf(std::string const& busInfo) {
     return dash + 1 < busInfo.size() && dash > 3 ? busInfo.substr(dash + 1) : busInfo;
 }
 
+namespace {
+
+std::string CardOf(V4L2NodeAnswers const& node) {
+    return FieldText(node.capability.card, sizeof(node.capability.card));
+}
+
+bool IsUSB(V4L2NodeAnswers const& node) {
+    return FieldText(node.capability.bus_info, sizeof(node.capability.bus_info)).rfind("usb-", 0) ==
+           0;
+}
+
+bool IsTwinModel(std::string const& card, TwinModels const* twinModels) {
+    if (twinModels == nullptr) {
+        return false;
+    }
+    return std::any_of(twinModels->begin(), twinModels->end(), [&card](std::string const& model) {
+        return !model.empty() && card.rfind(model, 0) == 0;
+    });
+}
+
+}  // namespace
+
+void RememberName(std::string const& name, TwinModels& twinModels) {
+    std::size_t const open = name.find(" [");
+    if (open != std::string::npos && open > 0 && name.find(']', open) != std::string::npos) {
+        twinModels.insert(name.substr(0, open));
+    }
+}
+
+std::string WithoutPort(std::string const& name) {
+    std::size_t const open = name.find(" [");
+    std::size_t const close = open == std::string::npos ? open : name.find(']', open);
+    if (close == std::string::npos) {
+        return name;
+    }
+    return name.substr(0, open) + name.substr(close + 1);
+}
+
 std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes,
-                                       CaptureBackEnd* backEnd) {
+                                       CaptureBackEnd* backEnd, TwinModels* twinModels) {
     std::vector<V4L2NodeAnswers const*> cameras;
+    std::map<std::string, int> usbCameras;  // per model
     for (V4L2NodeAnswers const& node : nodes) {
         if (IsCamera(node.capability)) {
             cameras.push_back(&node);
+            if (IsUSB(node)) {
+                ++usbCameras[CardOf(node)];
+            }
         }
     }
-    // Start every camera at its card name and add detail to those that still share a name,
-    // until all differ.
+    if (twinModels != nullptr) {
+        for (auto const& [card, count] : usbCameras) {
+            if (count > 1) {
+                twinModels->insert(card);
+            }
+        }
+    }
+    // Start every camera at its card name (with its port for a model known to come in
+    // pairs) and add detail to those that still share a name, until all differ.
     std::vector<int> level(cameras.size(), 0);
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        if (IsUSB(*cameras[i]) && IsTwinModel(CardOf(*cameras[i]), twinModels)) {
+            level[i] = 1;
+        }
+    }
     std::vector<std::string> names(cameras.size());
     for (;;) {
         std::map<std::string, int> uses;

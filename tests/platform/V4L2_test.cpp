@@ -219,6 +219,27 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
                                         "Integrated Camera / Integrated Camera"}));
     ASSERT_EQ(devices.size(), 3u);
     EXPECT_EQ(devices[1].path, "/dev/video2");
+
+    // A twin's name does not change when the other is unplugged, nor when the other has not
+    // been seen yet this run but a stored choice named one of them by port.
+    V4L2Naming::TwinModels seen;
+    V4L2Naming::NameCameras(nodes, nullptr, &seen);
+    V4L2Naming::TwinModels stored;
+    V4L2Naming::RememberName("HD Pro Webcam C920 [1.2]", stored);
+    V4L2Naming::RememberName("Integrated Camera", stored);
+    std::vector<V4L2NodeAnswers> const alone = {nodes[2], nodes[4]};
+    for (V4L2Naming::TwinModels* twins : {&seen, &stored}) {
+        EXPECT_EQ(Names(V4L2Naming::NameCameras(alone, nullptr, twins)),
+                  (std::vector<std::string>{"HD Pro Webcam C920 [2] / HD Pro Webcam C920 [2]",
+                                            "Integrated Camera / Integrated Camera"}));
+    }
+    // Stored names are also matched without their port.
+    for (auto const& [name, model] : std::vector<std::pair<std::string, std::string>>{
+             {"HD Pro Webcam C920 [2]", "HD Pro Webcam C920"},
+             {"Capture [1.3] - S-Video", "Capture - S-Video"},
+             {"Odd [name", "Odd [name"}}) {
+        EXPECT_EQ(V4L2Naming::WithoutPort(name), model);
+    }
 }
 
 TEST(V4L2Naming, MoreDetailOnlyWhereNamesStillClash) {
