@@ -5,6 +5,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <fstream>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "platform/capture/V4L2Formats.h"
@@ -57,6 +58,22 @@ bool V4L2BackEnd::QueryNode(V4L2NodeAnswers& node) {
         }
         node.inputs.push_back(input);
     }
+    node.pixelFormats.clear();
+    for (std::uint32_t index = 0;; ++index) {
+        v4l2_fmtdesc format{};
+        format.index = index;
+        format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        if (V4L2Ioctl(fd.Get(), VIDIOC_ENUM_FMT, &format) != 0) {
+            break;
+        }
+        node.pixelFormats.push_back(format.pixelformat);
+    }
+    // sysfs: the node's device is a USB interface; its parent, the USB device, says whether
+    // its port is fixed (a camera built into the computer) or removable.
+    std::ifstream removable("/sys/class/video4linux/video" + std::to_string(node.number) +
+                            "/device/../removable");
+    std::string attachment;
+    node.fBuiltIn = std::getline(removable, attachment) && attachment == "fixed";
     return true;
 }
 

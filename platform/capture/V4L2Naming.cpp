@@ -4,6 +4,8 @@
 #include <cstring>
 #include <map>
 
+#include "platform/capture/DecompressSequence.h"
+
 namespace V4L2Naming {
 
 namespace {
@@ -79,6 +81,26 @@ bool IsCamera(v4l2_capability const& capability) {
     return FieldText(capability.driver, sizeof(capability.driver)) != "v4l2 loopback";
 }
 
+bool IsCamera(V4L2NodeAnswers const& node) {
+    if (!IsCamera(node.capability)) {
+        return false;
+    }
+    if ((CapsOf(node.capability) & V4L2_CAP_IO_MC) == 0) {
+        return true;
+    }
+    return std::any_of(node.pixelFormats.begin(), node.pixelFormats.end(),
+                       [](std::uint32_t code) { return DecompressSequence::CanDecode(code); });
+}
+
+bool IsInfraredOnly(std::vector<std::uint32_t> const& pixelFormats) {
+    auto const isGrey = [](std::uint32_t code) {
+        return code == V4L2_PIX_FMT_GREY || code == V4L2_PIX_FMT_Y10 ||
+               code == V4L2_PIX_FMT_Y12 || code == V4L2_PIX_FMT_Y16 ||
+               code == V4L2_PIX_FMT_Y8I || code == V4L2_PIX_FMT_Z16;
+    };
+    return !pixelFormats.empty() && std::all_of(pixelFormats.begin(), pixelFormats.end(), isGrey);
+}
+
 std::string PortOf(std::string const& busInfo) {
     if (busInfo.rfind("usb-", 0) != 0) {
         return busInfo;
@@ -130,7 +152,7 @@ std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes
     std::vector<V4L2NodeAnswers const*> cameras;
     std::map<std::string, int> usbCameras;  // per model
     for (V4L2NodeAnswers const& node : nodes) {
-        if (IsCamera(node.capability)) {
+        if (IsCamera(node)) {
             cameras.push_back(&node);
             if (IsUSB(node)) {
                 ++usbCameras[CardOf(node)];
@@ -180,6 +202,9 @@ std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes
         device.name = names[i];
         device.path = node.path;
         device.backEnd = backEnd;
+        device.defaultUse = IsInfraredOnly(node.pixelFormats)      ? CaptureDevice::kDefaultNever
+                            : IsUSB(node) && !node.fBuiltIn ? CaptureDevice::kDefaultFirst
+                                                            : CaptureDevice::kDefaultLater;
         std::string const card = FieldText(node.capability.card, sizeof(node.capability.card));
         if (node.inputs.size() <= 1) {
             // A node that lists no input still captures from its one implicit input.

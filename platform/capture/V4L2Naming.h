@@ -5,6 +5,7 @@
 // (stable while it stays in the same port), and its input's name where the device has
 // several inputs.
 
+#include <cstdint>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,6 +20,8 @@ struct V4L2NodeAnswers {
     int number = 0;    // the N of /dev/videoN
     v4l2_capability capability{};
     std::vector<v4l2_input> inputs;
+    std::vector<std::uint32_t> pixelFormats;  // VIDIOC_ENUM_FMT's answers
+    bool fBuiltIn = false;                    // its USB port is marked fixed (a laptop's own)
 };
 
 namespace V4L2Naming {
@@ -26,6 +29,11 @@ namespace V4L2Naming {
 // Nodes that capture video and stream: metadata and output nodes are not cameras, and
 // neither is a v4l2loopback node, so a virtual camera never feeds itself.
 bool IsCamera(v4l2_capability const& capability);
+// The same, knowing the node's formats: a node that needs a media-controller pipeline set
+// up first (V4L2_CAP_IO_MC) and offers no format that can be decoded cannot stream alone.
+bool IsCamera(V4L2NodeAnswers const& node);
+// Every format a greyscale one: the infrared camera beside a laptop's webcam.
+bool IsInfraredOnly(std::vector<std::uint32_t> const& pixelFormats);
 
 // The port part of a bus_info: "usb-0000:00:14.0-1.2" gives "1.2"; anything that is not USB
 // is kept whole.

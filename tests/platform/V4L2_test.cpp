@@ -11,6 +11,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/LogThrottle.h"
 #include "platform/capture/V4L2BackEnd.h"
 #include "platform/capture/V4L2Formats.h"
@@ -240,6 +241,32 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
              {"Odd [name", "Odd [name"}}) {
         EXPECT_EQ(V4L2Naming::WithoutPort(name), model);
     }
+}
+
+TEST(V4L2Naming, LaptopCamerasComeAfterPluggedInOnesAndInfraredNeverByDefault) {
+    auto node = [](int number, char const* card, char const* bus, std::uint32_t caps,
+                   std::vector<std::uint32_t> formats, bool fBuiltIn) {
+        V4L2NodeAnswers answers = Node(number, "uvcvideo", card, bus, caps);
+        answers.pixelFormats = std::move(formats);
+        answers.fBuiltIn = fBuiltIn;
+        return answers;
+    };
+    std::vector<V4L2NodeAnswers> const nodes = {
+        node(0, "Integrated Camera", "usb-0000:00:14.0-8", kCapture, {kCodecMJPEG, kCodecYUYV},
+             true),
+        node(2, "Integrated IR Camera", "usb-0000:00:14.0-8", kCapture, {kCodecGrey}, true),
+        node(4, "Intel IPU6 ISYS Capture 0", "PCI:0000:00:05.0", kCapture | V4L2_CAP_IO_MC,
+             {V4L2_PIX_FMT_SGRBG10}, false),
+        node(5, "HD Pro Webcam C920", "usb-0000:00:14.0-1", kCapture, {kCodecMJPEG}, false),
+        node(6, "vivid", "platform:vivid-000", kCapture | V4L2_CAP_IO_MC, {kCodecYUYV}, false)};
+    std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
+    std::vector<std::string> defaults;
+    for (CaptureDevice const* device : CaptureRegistry::DefaultOrder(devices)) {
+        defaults.push_back(device->name);
+    }
+    EXPECT_EQ(defaults, (std::vector<std::string>{"HD Pro Webcam C920", "Integrated Camera",
+                                                  "vivid"}));
+    EXPECT_EQ(devices.size(), 4u) << "the raw media-controller node is no camera";
 }
 
 TEST(V4L2Naming, MoreDetailOnlyWhereNamesStillClash) {
