@@ -36,6 +36,7 @@ public:
     // Decodes one frame into the bitmap; a frame that cannot be decoded is dropped (the
     // picture stays) and counted; the caller logs it.
     int DefaultDataProc(std::uint8_t const* data, long size) override;
+    std::uint64_t FramesDropped() const override { return mStatistics.framesDropped; }
     char const* DroppedFrameReason() const override { return mDecompressSequence.LastError(); }
 
     SGPixMap GetFrameBufferPixMap() const;

@@ -1,5 +1,6 @@
 #include "QClasses/QCameraGrabberBase.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "CoreX/CoreMachDebugLog.h"
@@ -34,6 +35,11 @@ int QCameraGrabberBase::OnThisDataProc(SGChannel* channel, std::uint8_t const* i
                                        long in_data_size, long* offset, long chRefCon,
                                        std::int64_t time, short writeType) {
     mLastFrameMicroseconds = Microseconds();  // a damaged frame still shows the camera lives
+    mLastFrameCaptureUs = time;
+    mRecentFrameMicroseconds.push_back(mLastFrameMicroseconds);
+    while (mRecentFrameMicroseconds.front() < mLastFrameMicroseconds - 1e6) {
+        mRecentFrameMicroseconds.pop_front();
+    }
     int const err = DefaultDataProc(in_data, in_data_size);
     // A camera that sends damaged frames usually sends nothing else: the first drop is
     // logged, then a count at most every interval.
@@ -127,6 +133,7 @@ int QCameraGrabberBase::OpenInitializeCamera(SGRect const& rect, OSType pixelFor
         Camera opened;
         mOpenCameraName = GetCurrentCamera(opened) ? PStr63ToString(opened.inputName) : "";
         mLostCameraName.clear();  // a camera is open again, whichever it is
+        mTrouble.clear();
         DrawCameraStatusInFrameBuffer(kCameraStatusPrepared);
     } else {
         CloseVideoChannel();  // a channel without a camera is no channel
@@ -213,6 +220,15 @@ int QCameraGrabberBase::StartRecord() {
     err = mComponent->StartRecord();
     if (err == noErr) {
         mLastFrameMicroseconds = Microseconds();
+        // A camera short of USB bandwidth may have settled on another size or format as it
+        // started: the decoder follows.
+        ImageDescription started;
+        if (GetVideoSampleDescription(started) == noErr &&
+            (started.cType != mCameraImageDesc.cType || started.width != mCameraImageDesc.width ||
+             started.height != mCameraImageDesc.height ||
+             started.bytesPerLine != mCameraImageDesc.bytesPerLine)) {
+            VERIFY_ERR(err = InitializeDecompressionToOffscreenWorld());
+        }
     }
     return err;
 }
@@ -272,6 +288,7 @@ int QCameraGrabberBase::OpenCameraInput(Camera const* camera) {
                 // A camera that cannot stream (no USB bandwidth) is given up, so that the
                 // next period tries again.
                 StopRecord();
+                mTrouble = SGStatusText(err);
             }
         }
         return err;
@@ -291,6 +308,9 @@ int QCameraGrabberBase::Idle() {
             CoreMachDebugLog("QCameraGrabberBase: '%s' sent no frame for %.1f s: re-opening it\n",
                              mOpenCameraName.c_str(), silentSeconds);
             err = sgDeviceLostErr;
+            mTrouble = "it sent no frame for 2 s: re-opening it";
+        } else if (err == sgDeviceLostErr) {
+            mTrouble = "it vanished: waiting for it to come back";
         }
         if (err == sgDeviceLostErr) {
             // The camera was unplugged: give up the channel, and wait a period before the
@@ -535,6 +555,7 @@ int QCameraGrabberBase::SwitchToCamera(Camera const& camera) {
     }
     std::string const kept = PStr63ToString(previous.inputName);
     int const back = OpenAndRecord(previous);
+    mTrouble = "'" + wanted + "' cannot be used: " + SGStatusText(result);
     CoreMachDebugLog("QCameraGrabberBase: cannot use '%s': %s; %s '%s'\n", wanted.c_str(),
                      SGStatusText(result), back == noErr ? "staying with" : "could not reopen",
                      kept.c_str());
@@ -559,6 +580,26 @@ int QCameraGrabberBase::OpenAndRecord(Camera const& camera) {
         StopRecord();
     }
     return result;
+}
+
+void QCameraGrabberBase::GetStatus(QCameraStatus& status) const {
+    status = QCameraStatus();
+    if (mVideoChannel != nullptr) {
+        status.camera = mOpenCameraName;
+        status.format = mCameraImageDesc.cType;
+        status.width = mCameraImageDesc.width;
+        status.height = mCameraImageDesc.height;
+        // Arrivals within the last second, counted as of now.
+        double const now = Microseconds();
+        status.framesPerSecond = static_cast<double>(
+            std::count_if(mRecentFrameMicroseconds.begin(), mRecentFrameMicroseconds.end(),
+                          [now](double at) { return at > now - 1e6; }));
+        status.trouble = mVideoChannel->Compromise();
+    }
+    status.framesDropped = FramesDropped();
+    if (status.trouble.empty()) {
+        status.trouble = mTrouble;
+    }
 }
 
 // ---- Logging ----

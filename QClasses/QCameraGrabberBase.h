@@ -6,9 +6,11 @@
 // Idle every tick.
 
 #include <cstdint>
+#include <deque>
 #include <string>
 
 #include "CoreG/QGWorld.h"
+#include "QClasses/QCameraStatus.h"
 #include "QClasses/QSGDeviceList.h"
 #include "QClasses/QSequenceGrabber.h"
 #include "platform/capture/LogThrottle.h"
@@ -94,6 +96,12 @@ public:
     bool IsThisTheCurrentCamera(Camera const& camera);
     int GetVideoSampleDescription(ImageDescription& desc);
     int InitializeDecompressionToOffscreenWorld();
+    // How the camera is doing, for the window's status line (no pairing error: that takes
+    // both eyes).
+    void GetStatus(QCameraStatus& status) const;
+    // The capture time of the newest frame (microseconds of the steady clock), -1 for none.
+    std::int64_t LastFrameCaptureMicroseconds() const { return mLastFrameCaptureUs; }
+    virtual std::uint64_t FramesDropped() const { return 0; }
     void DumpRelevantInfoToLog();
     void DebugDumpDeviceInputNames();
 
@@ -137,6 +145,9 @@ private:
     // Microseconds: when the recording camera last delivered a frame (or started); negative
     // while nothing records.
     double mLastFrameMicroseconds = -1.0;
+    std::deque<double> mRecentFrameMicroseconds;  // arrivals in the last second
+    std::int64_t mLastFrameCaptureUs = -1;
+    std::string mTrouble;  // the camera's trouble in words; empty when none
     LogThrottle mDroppedFrameLog;
     static int SetChannelUsage(SGChannel* channel, long usage);
 };

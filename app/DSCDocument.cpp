@@ -1,6 +1,7 @@
 #include "app/DSCDocument.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -11,6 +12,7 @@
 #include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CoreX/CoreMachDebugLog.h"
+#include "QClasses/QCameraStatus.h"
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCProduct.h"
@@ -175,6 +177,30 @@ void DSCDocument::stereoCameraTimer(QTimer* timer) {
     if (openCameras() != before) {
         stereoCameraMenuRefresh();
     }
+    if (mTickIndex % 15 == 0) {  // twice a second is enough for people
+        updateEyeStatus();
+    }
+}
+
+void DSCDocument::updateEyeStatus() {
+    if (!mUi || _grabViewLeftEye == nullptr || _grabViewRightEye == nullptr) {
+        return;
+    }
+    QCameraGrabberBase const* left = _grabViewLeftEye->grabber();
+    QCameraGrabberBase const* right = _grabViewRightEye->grabber();
+    QCameraStatus leftStatus;
+    QCameraStatus rightStatus;
+    left->GetStatus(leftStatus);
+    right->GetStatus(rightStatus);
+    std::int64_t const leftUs = left->LastFrameCaptureMicroseconds();
+    std::int64_t const rightUs = right->LastFrameCaptureMicroseconds();
+    if (!leftStatus.camera.empty() && !rightStatus.camera.empty() && leftUs >= 0 && rightUs >= 0) {
+        double const apartMs = std::abs(static_cast<double>(leftUs - rightUs)) / 1000.0;
+        leftStatus.pairingErrorMs = apartMs;
+        rightStatus.pairingErrorMs = apartMs;
+    }
+    mUi->leftEyeStatus->setText(QString::fromStdString(leftStatus.Text("Left eye")));
+    mUi->rightEyeStatus->setText(QString::fromStdString(rightStatus.Text("Right eye")));
 }
 
 void DSCDocument::masterTimeClock(QTimer* timer) {

@@ -62,6 +62,8 @@ signals:
 
 private:
     void scheduleNextTick();
+    // Each eye's status line: its camera, format, frame rate, drops, the eyes' time apart.
+    void updateEyeStatus();
     // The user's camera choice of each eye is kept between runs and restored at launch
     // through the camera menu's own path.
     void storeCameraChoice(char const* key, QString const& name);

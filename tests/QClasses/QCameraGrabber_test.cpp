@@ -125,6 +125,10 @@ TEST_F(GrabberTest, NextAndPreviousStopAtTheEnds) {
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
     EXPECT_EQ(Current(other), "Test Pattern Right");
+    QCameraStatus status;
+    grabber.GetStatus(status);
+    EXPECT_EQ(status.trouble,
+              "'Test Pattern Right' cannot be used: another program or grabber is using it");
 }
 
 TEST_F(GrabberTest, SwitchingToTheCurrentCameraChangesNothing) {
@@ -194,12 +198,46 @@ TEST_F(GrabberTest, ACameraThatStopsSendingWithoutAnErrorIsReopenedAfterTwoSecon
     EXPECT_EQ(grabber.Idle(), sgDeviceLostErr);
     EXPECT_EQ(grabber.mVideoChannel, nullptr);
     EXPECT_TRUE(log.Contains("'Test Pattern Left' sent no frame for 2.1 s")) << log.Lines();
+    QCameraStatus status;
+    grabber.GetStatus(status);
+    EXPECT_EQ(status.Text("Left eye"), "Left eye: no camera · it sent no frame for 2 s: re-opening it");
 
     TestPatternBackEnd::SetFrozen(false);
     AdvanceSeconds(1.1);
     grabber.Idle();
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
+    grabber.GetStatus(status);
+    EXPECT_EQ(status.camera, "Test Pattern Left");
+    EXPECT_EQ(status.format, kCodecMJPEG);
+    EXPECT_GE(status.framesPerSecond, 1.0);
+    EXPECT_EQ(status.trouble, "");
+    EXPECT_GE(grabber.LastFrameCaptureMicroseconds(), 0);
+}
+
+TEST(CameraStatus, OneLineOfWhatTheUserNeedsToKnow) {
+    QCameraStatus full;
+    full.camera = "HD Pro Webcam C920 [1.2]";
+    full.format = kCodecMJPEG;
+    full.width = 640;
+    full.height = 480;
+    full.framesPerSecond = 14.96;
+    full.framesDropped = 2;
+    full.pairingErrorMs = 4.4;
+    full.trouble = "USB bandwidth: 15 fps";
+    QCameraStatus lost;
+    lost.trouble = "it vanished: waiting for it to come back";
+    QCameraStatus plain = full;
+    plain.framesDropped = 0;
+    plain.pairingErrorMs = -1.0;
+    plain.trouble.clear();
+    for (auto const& [status, text] : std::vector<std::pair<QCameraStatus, std::string>>{
+             {full, "Right eye: HD Pro Webcam C920 [1.2] · MJPG 640x480 · 15.0 fps · 2 dropped · "
+                    "eyes 4 ms apart · USB bandwidth: 15 fps"},
+             {lost, "Right eye: no camera · it vanished: waiting for it to come back"},
+             {plain, "Right eye: HD Pro Webcam C920 [1.2] · MJPG 640x480 · 15.0 fps"}}) {
+        EXPECT_EQ(status.Text("Right eye"), text);
+    }
 }
 
 TEST_F(GrabberTest, AGrabberWaitsForTheCameraItLostRatherThanTakingTheFirstThatOpens) {
