@@ -17,6 +17,7 @@
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCProduct.h"
 #include "app/DSCStereoView.h"
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIContext.h"
 #include "platform/imaging/CIImage.h"
@@ -174,12 +175,12 @@ void DSCDocument::stereoCameraTimer(QTimer* timer) {
     if (_grabViewRightEye != nullptr) {
         _grabViewRightEye->cameraTimer(timer);
     }
-    if (openCameras() != before) {
+    // A camera plugged in or unplugged: the menus list what is there now.
+    bool const fDevicesChanged = CaptureRegistry::Shared().DevicesChanged();
+    if (openCameras() != before || fDevicesChanged) {
         stereoCameraMenuRefresh();
     }
-    if (mTickIndex % 15 == 0) {  // twice a second is enough for people
-        updateEyeStatus();
-    }
+    updateEyeStatus();
 }
 
 void DSCDocument::updateEyeStatus() {
@@ -199,6 +200,7 @@ void DSCDocument::updateEyeStatus() {
         leftStatus.pairingErrorMs = apartMs;
         rightStatus.pairingErrorMs = apartMs;
     }
+    // An unchanged text costs no repaint.
     mUi->leftEyeStatus->setText(QString::fromStdString(leftStatus.Text("Left eye")));
     mUi->rightEyeStatus->setText(QString::fromStdString(rightStatus.Text("Right eye")));
 }

@@ -55,3 +55,15 @@ std::vector<CaptureDevice const*> CaptureRegistry::DefaultOrder(
     }
     return order;
 }
+
+bool CaptureRegistry::DevicesChanged() {
+    std::vector<std::string> inputs;
+    for (CaptureDevice const& device : ListDevices()) {
+        inputs.insert(inputs.end(), device.inputs.begin(), device.inputs.end());
+    }
+    if (inputs == mSeenInputs) {
+        return false;
+    }
+    mSeenInputs = std::move(inputs);
+    return true;
+}

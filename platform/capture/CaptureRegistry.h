@@ -3,6 +3,7 @@
 // by /dev/videoN number, then the built-in test pattern last.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,10 @@ public:
     static std::vector<CaptureDevice const*> DefaultOrder(
         std::vector<CaptureDevice> const& devices);
 
+    // Whether the cameras or their names changed since the last call: one non-blocking look
+    // at the device watch, no device opened. The window asks on its tick, to rebuild menus.
+    bool DevicesChanged();
+
     V4L2BackEnd& V4L2() { return mV4L2; }
     // Leaves the kernel's cameras out (tests that must see only the test pattern).
     void SetV4L2Enabled(bool enabled) { mV4L2Enabled = enabled; }
@@ -37,4 +42,5 @@ private:
     V4L2BackEnd mV4L2;
     TestPatternBackEnd mTestPattern;
     bool mV4L2Enabled = true;
+    std::optional<std::vector<std::string>> mSeenInputs;  // as DevicesChanged last saw them
 };

@@ -78,14 +78,24 @@ bool V4L2BackEnd::QueryNode(V4L2NodeAnswers& node) {
 }
 
 void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
-    std::vector<V4L2NodeAnswers> nodes = FindNodes(mDeviceFolder);
-    std::vector<V4L2NodeAnswers> answered;
-    for (V4L2NodeAnswers& node : nodes) {
-        if (QueryNode(node)) {
-            answered.push_back(std::move(node));
-        }
+    if (mWatch.Folder() != mDeviceFolder || !mScanned) {
+        // Watching starts before the scan, so that nothing plugged in during it is missed.
+        mWatch.Watch(mDeviceFolder);
+        mScanned = false;
     }
-    std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(answered, this, &mTwinModels);
+    if (mWatch.Changed() || !mScanned) {
+        std::vector<V4L2NodeAnswers> nodes = FindNodes(mDeviceFolder);
+        mAnswered.clear();
+        for (V4L2NodeAnswers& node : nodes) {
+            if (QueryNode(node)) {
+                mAnswered.push_back(std::move(node));
+            }
+        }
+        mScanned = true;
+        ++mGeneration;
+    }
+    // Named at every look: a stored name may have taught a model's twin since.
+    std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(mAnswered, this, &mTwinModels);
     devices.insert(devices.end(), cameras.begin(), cameras.end());
 }
 

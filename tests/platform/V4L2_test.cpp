@@ -2,6 +2,7 @@
 // v4l2loopback): which nodes are cameras, what they are called, and which format, size and
 // rate are asked for. Plus the node scan on a folder that holds no working device.
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 #include "platform/capture/V4L2BackEnd.h"
 #include "platform/capture/V4L2Formats.h"
 #include "platform/capture/V4L2Naming.h"
+#include "platform/capture/V4L2Resources.h"
 #include "tests/support/TestEnvironment.h"
 
 namespace {
@@ -388,6 +390,55 @@ TEST(V4L2BackEnd, NodesAreScannedByNumberAndNonDevicesSkipped) {
     CaptureDevice gone{"gone", {"gone"}, folder + "/video2", &backEnd};
     EXPECT_EQ(backEnd.OpenInput(gone, 0, 640, 480, source), sgNoDeviceErr);
     EXPECT_EQ(backEnd.OpenInput(gone, 3, 640, 480, source), paramErr);
+}
+
+int sCapabilityQueries = 0;
+
+// Every node answers as a webcam, and the questions are counted.
+int AnswerAsWebcam(int, unsigned long request, void* arg) {
+    if (request != VIDIOC_QUERYCAP) {
+        errno = ENOTTY;
+        return -1;
+    }
+    ++sCapabilityQueries;
+    auto& capability = *static_cast<v4l2_capability*>(arg);
+    capability = {};
+    std::strcpy(reinterpret_cast<char*>(capability.driver), "uvcvideo");
+    std::strcpy(reinterpret_cast<char*>(capability.card), "USB Camera");
+    capability.device_caps = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+    capability.capabilities = capability.device_caps | V4L2_CAP_DEVICE_CAPS;
+    return 0;
+}
+
+TEST(V4L2BackEnd, TheListIsScannedAgainOnlyWhenANodeComesOrGoes) {
+    std::string const folder = TestEnvironment::Home() + "/watched";
+    std::filesystem::create_directories(folder);
+    TestEnvironment::WriteFile(folder + "/video0", "");
+    SetV4L2IoctlFunction(AnswerAsWebcam);
+    sCapabilityQueries = 0;
+    V4L2BackEnd backEnd;
+    backEnd.SetDeviceFolder(folder);
+    auto const paths = [&backEnd] {
+        std::vector<CaptureDevice> devices;
+        backEnd.ListDevices(devices);
+        std::vector<std::string> result;
+        for (CaptureDevice const& device : devices) {
+            result.push_back(device.path.substr(device.path.rfind('/') + 1));
+        }
+        return result;
+    };
+    EXPECT_EQ(paths(), std::vector<std::string>{"video0"});
+    EXPECT_EQ(paths(), std::vector<std::string>{"video0"});
+    EXPECT_EQ(sCapabilityQueries, 1) << "looking again opened the nodes again";
+    std::uint64_t const generation = backEnd.Generation();
+
+    TestEnvironment::WriteFile(folder + "/video3", "");  // plugged in
+    TestEnvironment::WriteFile(folder + "/media0", "");  // not a video node: no scan
+    EXPECT_EQ(paths(), (std::vector<std::string>{"video0", "video3"}));
+    std::filesystem::remove(folder + "/video0");  // unplugged
+    EXPECT_EQ(paths(), std::vector<std::string>{"video3"});
+    EXPECT_EQ(backEnd.Generation(), generation + 2);
+    SetV4L2IoctlFunction(nullptr);
 }
 
 }  // namespace
