@@ -323,36 +323,30 @@ TEST_F(GrabberTest, DamagedFramesAreDroppedAndThePictureStays) {
     EXPECT_NE(grabber.mVideoChannel, nullptr);
 }
 
-TEST_F(GrabberTest, TheCameraIsAskedForTheRequestRectAndStretchedToTheFrameBuffer) {
+TEST_F(GrabberTest, TheCameraIsAskedForTheRequestRectAndTheFrameBufferIsKeptWhileItsSizeStays) {
     QCameraGrabCGContext grabber;
     EXPECT_TRUE(grabber.SetCameraVDIGRequestRect({0, 0, 240, 320}));
+    ASSERT_EQ(grabber.CreateFrameBuffer(kFrameRect, k32ARGBPixelFormat), noErr);
+    std::uint8_t* const memory = grabber.mCamContext.mImageDataBytes;
     ASSERT_EQ(Open(grabber), noErr);
     EXPECT_EQ(grabber.mCameraImageDesc.width, 320);
     EXPECT_EQ(grabber.mCameraImageDesc.height, 240);
-    EXPECT_EQ(grabber.mCamContext.mImageWidth, 640u);
+    EXPECT_EQ(grabber.mCamContext.mImageDataBytes, memory);
+    EXPECT_EQ(grabber.GetFrameBufferGWorldPtr()->BaseAddr(), memory);
     EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_EQ(grabber.CreateFrameBuffer(kFrameRect, kCodecYUYV), paramErr);
 
     // An empty request takes the frame buffer's size.
     QCameraGrabCGContext other;
     ASSERT_EQ(Open(other), noErr);
     EXPECT_EQ(other.mVDIGRequestRect, kFrameRect);
     EXPECT_EQ(other.mCameraImageDesc.width, 640);
-}
-
-TEST_F(GrabberTest, FrameBufferIsKeptWhileItsSizeStays) {
-    QCameraGrabCGContext grabber;
-    ASSERT_EQ(grabber.CreateFrameBuffer(kFrameRect, k32ARGBPixelFormat), noErr);
-    std::uint8_t* const memory = grabber.mCamContext.mImageDataBytes;
-    ASSERT_EQ(Open(grabber), noErr);
-    EXPECT_EQ(grabber.mCamContext.mImageDataBytes, memory);
-    EXPECT_EQ(grabber.GetFrameBufferGWorldPtr()->BaseAddr(), memory);
-    EXPECT_EQ(grabber.CreateFrameBuffer(kFrameRect, kCodecYUYV), paramErr);
 
     // A new size while recording: the decoder follows the new memory after a restart.
-    ASSERT_EQ(grabber.OpenInitialize({0, 0, 240, 320}, k32ARGBPixelFormat, nullptr), noErr);
-    ASSERT_EQ(grabber.StartRecord(), noErr);
-    EXPECT_EQ(grabber.mCamContext.mImageWidth, 320u);
-    EXPECT_TRUE(NextFrame(grabber));
+    ASSERT_EQ(other.OpenInitialize({0, 0, 240, 320}, k32ARGBPixelFormat, nullptr), noErr);
+    ASSERT_EQ(other.StartRecord(), noErr);
+    EXPECT_EQ(other.mCamContext.mImageWidth, 320u);
+    EXPECT_TRUE(NextFrame(other));
 }
 
 TEST_F(GrabberTest, CamerasAreListedWithoutAChannel) {

@@ -64,72 +64,55 @@ std::vector<V4L2FormatAnswers> UVCWebcam() {
                    {{1920, 1080}, {1280, 720}, {864, 480}, {640, 480}, {320, 240}})};
 }
 
-TEST(V4L2Formats, MJPEGIsPreferredAtTheSmallestCoveringSize) {
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(UVCWebcam(), 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecMJPEG);
-    EXPECT_EQ(choice.width, 640u);
-    EXPECT_EQ(choice.height, 480u);
-
-    // 864 x 480 is wide enough but not tall enough for 700 x 500.
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(UVCWebcam(), 700, 500, choice));
-    EXPECT_EQ(choice.width, 1280u);
-    EXPECT_EQ(choice.height, 720u);
-}
-
-TEST(V4L2Formats, AFormatThatCoversBeatsAPreferredOneThatDoesNot) {
-    // MJPEG only up to 320 x 240, YUYV up to 640 x 480: YUYV covers the request.
+TEST(V4L2Formats, ThePreferredFormatAtTheSmallestSizeThatCoversTheRequest) {
+    // MJPEG only up to 320 x 240, YUYV up to 640 x 480.
     std::vector<V4L2FormatAnswers> const small = {
         Format(kCodecMJPEG, "Motion-JPEG", {{320, 240}, {160, 120}}),
         Format(kCodecYUYV, "YUYV 4:2:2", {{640, 480}, {320, 240}}),
         Format(kCodecNV12, "Y/CbCr 4:2:0", {{640, 480}})};
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(small, 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
-
-    // Nothing covers 1280 x 960: the preferred format at its largest size.
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(small, 1280, 960, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecMJPEG);
-    EXPECT_EQ(choice.width, 320u);
-
     // vivid's webcam: raw formats only, YUYV listed after others.
     std::vector<V4L2FormatAnswers> const vivid = {
         Format(kCodecNV12, "Y/CbCr 4:2:0", {{320, 180}, {640, 480}, {1280, 720}}),
         Format(kCodecYUYV, "YUYV 4:2:2", {{320, 180}, {640, 360}, {640, 480}, {1280, 720}}),
         Format(kCodecUYVY, "UYVY 4:2:2", {{640, 480}})};
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(vivid, 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
-    EXPECT_EQ(choice.height, 480u);
-}
-
-TEST(V4L2Formats, StepwiseSizesAndUndecodableCameras) {
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(
-        V4L2Formats::ChooseFormat({Stepwise(kCodecYUYV, 16, 16, 1920, 1080, 4)}, 641, 479, choice));
-    EXPECT_EQ(choice.width, 644u);  // 16 + 157 steps of 4
-    EXPECT_EQ(choice.height, 480u);
-    ASSERT_TRUE(
-        V4L2Formats::ChooseFormat({Stepwise(kCodecYUYV, 16, 16, 320, 240, 2)}, 640, 480, choice));
-    EXPECT_EQ(choice.width, 320u);
-
-    EXPECT_FALSE(
-        V4L2Formats::ChooseFormat({Format(kH264, "H.264", {{640, 480}}),
-                                   Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})},
-                                  640, 480, choice));
-    EXPECT_FALSE(V4L2Formats::ChooseFormat({}, 640, 480, choice));
-}
-
-TEST(V4L2Formats, CaptureCardsThatListNoSizesAreAskedForTheRequest) {
     // bttv with several inputs: VIDIOC_ENUM_FRAMESIZES is ENOTTY for every format.
     std::vector<V4L2FormatAnswers> const bttv = {Format(kCodecGrey, "8 bpp, gray", {}),
                                                  Format(kCodecBGR24, "24 bpp RGB, le", {}),
                                                  Format(kCodecYUYV, "4:2:2, packed, YUYV", {}),
                                                  Format(kCodecUYVY, "4:2:2, packed, UYVY", {})};
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(bttv, 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
-    EXPECT_EQ(choice.width, 640u);
-    EXPECT_EQ(choice.height, 480u);
+    struct Case {
+        char const* what;
+        std::vector<V4L2FormatAnswers> formats;
+        std::uint32_t width, height;  // asked
+        bool fFound;
+        OSType code;
+        std::uint32_t chosenWidth, chosenHeight;
+    };
+    std::vector<V4L2FormatAnswers> const undecodable = {
+        Format(kH264, "H.264", {{640, 480}}),
+        Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})};
+    for (Case const& c : std::vector<Case>{
+             {"MJPEG at the request", UVCWebcam(), 640, 480, true, kCodecMJPEG, 640, 480},
+             {"864x480 is not tall enough", UVCWebcam(), 700, 500, true, kCodecMJPEG, 1280, 720},
+             {"a format that covers wins", small, 640, 480, true, kCodecYUYV, 640, 480},
+             {"none covers: preferred, largest", small, 1280, 960, true, kCodecMJPEG, 320, 240},
+             {"vivid", vivid, 640, 480, true, kCodecYUYV, 640, 480},
+             {"no sizes: the request", bttv, 640, 480, true, kCodecYUYV, 640, 480},
+             {"stepwise", {Stepwise(kCodecYUYV, 16, 16, 1920, 1080, 4)}, 641, 479, true,
+              kCodecYUYV, 644, 480},  // 16 + 157 steps of 4
+             {"stepwise, too small", {Stepwise(kCodecYUYV, 16, 16, 320, 240, 2)}, 640, 480, true,
+              kCodecYUYV, 320, 240},
+             {"nothing decodable", undecodable, 640, 480, false, 0, 0, 0},
+             {"no formats", {}, 640, 480, false, 0, 0, 0}}) {
+        SCOPED_TRACE(c.what);
+        V4L2FormatChoice choice;
+        ASSERT_EQ(V4L2Formats::ChooseFormat(c.formats, c.width, c.height, choice), c.fFound);
+        if (c.fFound) {
+            EXPECT_EQ(choice.pixelFormat, c.code);
+            EXPECT_EQ(choice.width, c.chosenWidth);
+            EXPECT_EQ(choice.height, c.chosenHeight);
+        }
+    }
 }
 
 std::vector<v4l2_frmivalenum> Intervals(std::vector<v4l2_fract> fractions) {
