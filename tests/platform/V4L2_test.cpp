@@ -219,12 +219,19 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
                   (std::vector<std::string>{"HD Pro Webcam C920 [2] / HD Pro Webcam C920 [2]",
                                             "Integrated Camera / Integrated Camera"}));
     }
-    // Stored names are also matched without their port.
+    // Stored names are also matched without their port; the port is the end of bus_info.
     for (auto const& [name, model] : std::vector<std::pair<std::string, std::string>>{
              {"HD Pro Webcam C920 [2]", "HD Pro Webcam C920"},
              {"Capture [1.3] - S-Video", "Capture - S-Video"},
              {"Odd [name", "Odd [name"}}) {
         EXPECT_EQ(V4L2Naming::WithoutPort(name), model);
+    }
+    for (auto const& [bus, port] : std::vector<std::pair<std::string, std::string>>{
+             {"usb-0000:00:14.0-1.2", "1.2"},
+             {"usb-xhci-hcd.0.auto-1", "1"},
+             {"platform:vivid-000", "platform:vivid-000"},
+             {"usb-", "usb-"}}) {
+        EXPECT_EQ(V4L2Naming::PortOf(bus), port);
     }
 }
 
@@ -332,13 +339,6 @@ TEST(V4L2Naming, NamesAreCutBetweenCharactersNeverInsideOne) {
             EXPECT_TRUE(IsWholeUTF8(input)) << input;
         }
     }
-}
-
-TEST(V4L2Naming, PortOfBusInfo) {
-    EXPECT_EQ(V4L2Naming::PortOf("usb-0000:00:14.0-1.2"), "1.2");
-    EXPECT_EQ(V4L2Naming::PortOf("usb-xhci-hcd.0.auto-1"), "1");
-    EXPECT_EQ(V4L2Naming::PortOf("platform:vivid-000"), "platform:vivid-000");
-    EXPECT_EQ(V4L2Naming::PortOf("usb-"), "usb-");
 }
 
 // ---- The node scan ----
