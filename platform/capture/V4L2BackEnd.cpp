@@ -1,6 +1,7 @@
 #include "platform/capture/V4L2BackEnd.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
@@ -83,7 +84,13 @@ void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
         mWatch.Watch(mDeviceFolder);
         mScanned = false;
     }
-    if (mWatch.Changed() || !mScanned) {
+    // Without a watch the nodes are asked again at most once a second, not at every look
+    // (the window looks on every tick).
+    auto const now = std::chrono::steady_clock::now();
+    bool const fDue = mWatch.IsWatching() ? mWatch.Changed()
+                                          : now - mScanTime >= std::chrono::seconds(1);
+    if (fDue || !mScanned) {
+        mScanTime = now;
         std::vector<V4L2NodeAnswers> nodes = FindNodes(mDeviceFolder);
         mAnswered.clear();
         for (V4L2NodeAnswers& node : nodes) {

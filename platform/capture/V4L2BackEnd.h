@@ -1,6 +1,7 @@
 #pragma once
 // Cameras of the kernel's video API: the /dev/videoN nodes that capture, in the order of N.
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -38,6 +39,7 @@ private:
     std::string mDeviceFolder = "/dev";
     V4L2DeviceWatch mWatch;
     bool mScanned = false;
+    std::chrono::steady_clock::time_point mScanTime;
     std::vector<V4L2NodeAnswers> mAnswered;  // the nodes that answered at the last scan
     std::uint64_t mGeneration = 0;
     V4L2Naming::TwinModels mTwinModels;  // grows for the whole run, never shrinks

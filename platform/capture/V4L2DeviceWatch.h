@@ -13,6 +13,7 @@ public:
     // available: Changed() then always answers true, and every look scans.
     bool Watch(std::string const& folder);
     std::string const& Folder() const { return mFolder; }
+    bool IsWatching() const { return mFd.IsOpen(); }
 
     // Whether a videoN node was created, removed or had its permissions changed since the
     // last call. Drains the events.
