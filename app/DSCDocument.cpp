@@ -177,10 +177,16 @@ void DSCDocument::stereoCameraTimer(QTimer* timer) {
     }
     // A camera plugged in or unplugged: the menus list what is there now.
     bool const fDevicesChanged = CaptureRegistry::Shared().DevicesChanged();
-    if (openCameras() != before || fDevicesChanged) {
+    bool const fCamerasChanged = openCameras() != before || fDevicesChanged;
+    if (fCamerasChanged) {
         stereoCameraMenuRefresh();
     }
-    updateEyeStatus();
+    // A new status text lays the window out again: twice a second is enough for people,
+    // and at once when a camera came or went.
+    if (fCamerasChanged || ++mStatusTicks >= 15) {
+        mStatusTicks = 0;
+        updateEyeStatus();
+    }
 }
 
 void DSCDocument::updateEyeStatus() {
@@ -200,7 +206,6 @@ void DSCDocument::updateEyeStatus() {
         leftStatus.pairingErrorMs = apartMs;
         rightStatus.pairingErrorMs = apartMs;
     }
-    // An unchanged text costs no repaint.
     mUi->leftEyeStatus->setText(QString::fromStdString(leftStatus.Text("Left eye")));
     mUi->rightEyeStatus->setText(QString::fromStdString(rightStatus.Text("Right eye")));
 }

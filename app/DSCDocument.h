@@ -81,5 +81,6 @@ private:
     // The clock keeps to multiples of 1/30 s from its start, so it does not drift.
     std::chrono::steady_clock::time_point mClockStart;
     long long mTickIndex = 0;
+    int mStatusTicks = 0;  // ticks since the status lines were last written
     bool mRestoringCameraChoices = false;
 };
