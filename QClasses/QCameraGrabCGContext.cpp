@@ -98,8 +98,6 @@ int QCameraGrabCGContext::DefaultDataProc(std::uint8_t const* data, long size) {
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (err != noErr) {
         ++mStatistics.framesDropped;
-        CoreMachDebugLog("QCameraGrabCGContext: frame dropped: %s\n",
-                         mDecompressSequence.LastError());
         return err;
     }
     ++mStatistics.framesDecoded;

@@ -34,8 +34,10 @@ public:
     int BeginDecompressionSequence(ImageDescription const& cameraDesc, SGRect const& cameraRect,
                                    SGRect const& frameBufferRect) override;
     // Decodes one frame into the bitmap; a frame that cannot be decoded is dropped (the
-    // picture stays) and its reason logged.
+    // picture stays) and counted; the caller logs it.
     int DefaultDataProc(std::uint8_t const* data, long size) override;
+    std::uint64_t FramesDropped() const override { return mStatistics.framesDropped; }
+    char const* DroppedFrameReason() const override { return mDecompressSequence.LastError(); }
 
     SGPixMap GetFrameBufferPixMap() const;
     void DestructFrameBuffer();

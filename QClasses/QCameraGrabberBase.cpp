@@ -1,10 +1,13 @@
 #include "QClasses/QCameraGrabberBase.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "CoreX/CorePString.h"
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
+#include "platform/capture/V4L2Naming.h"
 
 namespace {
 
@@ -31,11 +34,22 @@ QCameraGrabberBase::~QCameraGrabberBase() = default;
 int QCameraGrabberBase::OnThisDataProc(SGChannel* channel, std::uint8_t const* in_data,
                                        long in_data_size, long* offset, long chRefCon,
                                        std::int64_t time, short writeType) {
-    int err;
-    // A dropped frame is logged with this expression as written.
-    // clang-format off
-    VERIFY_ERR(err=DefaultDataProc(in_data,in_data_size));
-    // clang-format on
+    mLastFrameMicroseconds = Microseconds();  // a damaged frame still shows the camera lives
+    mLastFrameCaptureUs = time;
+    mRecentFrameMicroseconds.push_back(mLastFrameMicroseconds);
+    while (mRecentFrameMicroseconds.front() < mLastFrameMicroseconds - 1e6) {
+        mRecentFrameMicroseconds.pop_front();
+    }
+    int const err = DefaultDataProc(in_data, in_data_size);
+    // A camera that sends damaged frames usually sends nothing else: the first drop is
+    // logged, then a count at most every interval.
+    if (std::uint64_t repeats = 0;
+        err != noErr && mDroppedFrameLog.Note(Microseconds() / 1e6, repeats)) {
+        VERIFY_ERR(err);
+        CoreMachDebugLog("QCameraGrabberBase: '%s': frame dropped: %s%s\n",
+                         mOpenCameraName.c_str(), DroppedFrameReason(),
+                         LogThrottle::RepeatsText(repeats).c_str());
+    }
     return err;
 }
 
@@ -119,6 +133,7 @@ int QCameraGrabberBase::OpenInitializeCamera(SGRect const& rect, OSType pixelFor
         Camera opened;
         mOpenCameraName = GetCurrentCamera(opened) ? PStr63ToString(opened.inputName) : "";
         mLostCameraName.clear();  // a camera is open again, whichever it is
+        mTrouble.clear();
         DrawCameraStatusInFrameBuffer(kCameraStatusPrepared);
     } else {
         CloseVideoChannel();  // a channel without a camera is no channel
@@ -202,7 +217,20 @@ int QCameraGrabberBase::StartRecord() {
     if (!mComponent) {
         return paramErr;
     }
-    return mComponent->StartRecord();
+    err = mComponent->StartRecord();
+    if (err == noErr) {
+        mLastFrameMicroseconds = Microseconds();
+        // A camera short of USB bandwidth may have settled on another size or format as it
+        // started: the decoder follows.
+        ImageDescription started;
+        if (GetVideoSampleDescription(started) == noErr &&
+            (started.cType != mCameraImageDesc.cType || started.width != mCameraImageDesc.width ||
+             started.height != mCameraImageDesc.height ||
+             started.bytesPerLine != mCameraImageDesc.bytesPerLine)) {
+            VERIFY_ERR(err = InitializeDecompressionToOffscreenWorld());
+        }
+    }
+    return err;
 }
 
 int QCameraGrabberBase::InitializeDecompressionToOffscreenWorld() {
@@ -227,6 +255,7 @@ int QCameraGrabberBase::StopRecord() {
     if (mVideoChannel == nullptr || !mComponent) {
         return paramErr;
     }
+    mLastFrameMicroseconds = -1.0;
     int err;
     VERIFY_ERR(err = mComponent->Stop());
     if (err == noErr) {
@@ -235,11 +264,15 @@ int QCameraGrabberBase::StopRecord() {
     return err;
 }
 
-int QCameraGrabberBase::Stop() { return mComponent ? mComponent->Stop() : paramErr; }
+int QCameraGrabberBase::Stop() {
+    mLastFrameMicroseconds = -1.0;  // a stopped camera sends nothing, rightly
+    return mComponent ? mComponent->Stop() : paramErr;
+}
 
 int QCameraGrabberBase::Close() {
     mVideoChannel = nullptr;  // goes with the component
     mLostCameraName.clear();
+    mLastFrameMicroseconds = -1.0;
     return QSequenceGrabber::Close();
 }
 
@@ -255,6 +288,7 @@ int QCameraGrabberBase::OpenCameraInput(Camera const* camera) {
                 // A camera that cannot stream (no USB bandwidth) is given up, so that the
                 // next period tries again.
                 StopRecord();
+                mTrouble = SGStatusText(err);
             }
         }
         return err;
@@ -267,7 +301,17 @@ int QCameraGrabberBase::OpenCameraInput(Camera const* camera) {
 
 int QCameraGrabberBase::Idle() {
     if (mVideoChannel != nullptr && mComponent) {
-        int const err = mComponent->Idle();
+        int err = mComponent->Idle();
+        double const silentSeconds = (Microseconds() - mLastFrameMicroseconds) / 1e6;
+        if (err != sgDeviceLostErr && mLastFrameMicroseconds >= 0.0 &&
+            silentSeconds > kStalledCameraSeconds) {
+            CoreMachDebugLog("QCameraGrabberBase: '%s' sent no frame for %.1f s: re-opening it\n",
+                             mOpenCameraName.c_str(), silentSeconds);
+            err = sgDeviceLostErr;
+            mTrouble = "it sent no frame for 2 s: re-opening it";
+        } else if (err == sgDeviceLostErr) {
+            mTrouble = "it vanished: waiting for it to come back";
+        }
         if (err == sgDeviceLostErr) {
             // The camera was unplugged: give up the channel, and wait a period before the
             // first attempt to open a camera again.
@@ -290,9 +334,7 @@ int QCameraGrabberBase::Idle() {
     if (!mLostCameraName.empty()) {
         // A grabber that lost a camera takes that camera back when it returns, and until
         // then only another real camera: with the built-in test pattern listed, the default
-        // camera always opens, and the real camera would never be picked up again. (A camera
-        // can also come back under another name: one of two identical cameras is named
-        // by its USB port only while its twin is plugged in.)
+        // camera always opens, and the real camera would never be picked up again.
         Camera lost;
         err = GetCameraNamed(mLostCameraName, lost) ? OpenCameraInput(&lost)
                                                     : OpenFirstCameraExceptTestPattern();
@@ -324,17 +366,7 @@ int QCameraGrabberBase::OpenFirstCameraExceptTestPattern() {
 
 bool QCameraGrabberBase::GetCameraNamed(std::string const& name, Camera& camera) {
     QSGDeviceList list;
-    if (!GetCameraInputList(list)) {
-        return false;
-    }
-    Str63 wanted;
-    PStr63FromCString(name.c_str(), wanted);
-    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
-        if (PStr63Equal(camera.inputName, wanted)) {
-            return true;
-        }
-    }
-    return false;
+    return GetCameraInputList(list) && FindCameraNamed(list, name, camera);
 }
 
 // ---- Cameras ----
@@ -433,16 +465,29 @@ bool QCameraGrabberBase::IsThisTheCurrentCamera(Camera const& camera) {
 }
 
 bool QCameraGrabberBase::GetCameraWithDeviceInputName(Camera& camera, char const* name) {
+    // A stored name with a port keeps its model named by port, before the list is made.
+    CaptureRegistry::Shared().V4L2().RememberCameraName(name);
+    QSGDeviceList list;
+    return GetActiveCameraDeviceList(list) && FindCameraNamed(list, name, camera);
+}
+
+bool QCameraGrabberBase::FindCameraNamed(QSGDeviceList const& list, std::string const& name,
+                                         Camera& camera) {
+    // The exact name first; then the same camera named with or without its port, as one of
+    // two identical cameras is when it was chosen before its twin was first seen.
     Str63 wanted;
-    PStr63FromCString(name, wanted);
-    if (!GetFirstCamera(camera)) {
-        return false;
-    }
-    do {
+    PStr63FromCString(name.c_str(), wanted);
+    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
         if (PStr63Equal(camera.inputName, wanted)) {
             return true;
         }
-    } while (GetNextCamera(camera));
+    }
+    std::string const model = V4L2Naming::WithoutPort(name);
+    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
+        if (V4L2Naming::WithoutPort(PStr63ToString(camera.inputName)) == model) {
+            return true;
+        }
+    }
     return false;
 }
 
@@ -483,6 +528,10 @@ int QCameraGrabberBase::SwitchToCamera(Camera const& camera) {
     if (!list.IsValidDeviceInput(camera) || camera.IsDeviceEmpty()) {
         return paramErr;
     }
+    // The camera asked for may be held by the other eye or another program, which shows
+    // only once it is opened; the current one is then taken back, so no eye goes dark.
+    Camera previous;
+    bool const fHadCamera = GetCurrentCamera(previous);
     int result;
     // clang-format off
     VERIFY_ERR(result=StopRecord());
@@ -493,23 +542,64 @@ int QCameraGrabberBase::SwitchToCamera(Camera const& camera) {
     if (mVideoChannel != nullptr) {
         return paramErr;
     }
+    result = OpenAndRecord(camera);
+    if (result == noErr) {
+        return noErr;
+    }
+    camera.CoreDebugLog("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING");
+    std::string const wanted = PStr63ToString(camera.inputName);
+    if (!fHadCamera) {
+        CoreMachDebugLog("QCameraGrabberBase: cannot use '%s': %s\n", wanted.c_str(),
+                         SGStatusText(result));
+        return result;  // no channel: Idle opens the default camera again
+    }
+    std::string const kept = PStr63ToString(previous.inputName);
+    int const back = OpenAndRecord(previous);
+    mTrouble = "'" + wanted + "' cannot be used: " + SGStatusText(result);
+    CoreMachDebugLog("QCameraGrabberBase: cannot use '%s': %s; %s '%s'\n", wanted.c_str(),
+                     SGStatusText(result), back == noErr ? "staying with" : "could not reopen",
+                     kept.c_str());
+    return result;
+}
+
+int QCameraGrabberBase::OpenAndRecord(Camera const& camera) {
     SGRect const useFrameBufferRect = mFrameBufferRect;
     OSType const usePixelFormat = mFrameBufferPixelFormat;
     Camera const camera_input = camera;
+    int result;
     // clang-format off
     VERIFY_ERR(result=OpenInitialize(useFrameBufferRect,usePixelFormat,&camera_input));
     // clang-format on
     if (result != noErr) {
-        camera_input.CoreDebugLog("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING");
         return result;
     }
     // clang-format off
     VERIFY_ERR(result=StartRecord());
     // clang-format on
     if (result != noErr) {
-        StopRecord();  // no channel: Idle opens the default camera again
+        StopRecord();
     }
     return result;
+}
+
+void QCameraGrabberBase::GetStatus(QCameraStatus& status) const {
+    status = QCameraStatus();
+    if (mVideoChannel != nullptr) {
+        status.camera = mOpenCameraName;
+        status.format = mCameraImageDesc.cType;
+        status.width = mCameraImageDesc.width;
+        status.height = mCameraImageDesc.height;
+        // Arrivals within the last second, counted as of now.
+        double const now = Microseconds();
+        status.framesPerSecond = static_cast<double>(
+            std::count_if(mRecentFrameMicroseconds.begin(), mRecentFrameMicroseconds.end(),
+                          [now](double at) { return at > now - 1e6; }));
+        status.trouble = mVideoChannel->Compromise();
+    }
+    status.framesDropped = FramesDropped();
+    if (status.trouble.empty()) {
+        status.trouble = mTrouble;
+    }
 }
 
 // ---- Logging ----

@@ -6,11 +6,14 @@
 // Idle every tick.
 
 #include <cstdint>
+#include <deque>
 #include <string>
 
 #include "CoreG/QGWorld.h"
+#include "QClasses/QCameraStatus.h"
 #include "QClasses/QSGDeviceList.h"
 #include "QClasses/QSequenceGrabber.h"
+#include "platform/capture/LogThrottle.h"
 #include "platform/capture/SGTypes.h"
 
 class QCameraGrabberBase : public QSequenceGrabber {
@@ -33,13 +36,14 @@ public:
     virtual int StopRecord();  // stops and disposes of the video channel
     virtual int Close();       // closes the component and forgets the channel
     // Closes the current camera and opens `camera`. paramErr for the current camera (nothing
-    // changes) or one that is not in the list; a failed switch leaves no channel, from where
-    // Idle re-opens the default camera.
+    // changes) or one that is not in the list. When `camera` cannot be opened (another eye
+    // or program holds it) the current camera is opened again and the reason returned.
     virtual int SwitchToCamera(Camera const& camera);
     // The next or previous camera in walk order; false when there is none (no wrap-around).
     virtual bool UseNextCamera();
     virtual bool UsePrevCamera();
-    // The camera whose input name is exactly `name`.
+    // The camera whose input name is `name`; failing that, the one whose name differs only
+    // by a port in brackets.
     virtual bool GetCameraWithDeviceInputName(Camera& camera, char const* name);
     virtual bool GetFirstCamera(Camera& camera);
     virtual bool GetLastCamera(Camera& camera);
@@ -60,6 +64,8 @@ public:
     virtual int BeginDecompressionSequence(ImageDescription const& cameraDesc,
                                            SGRect const& cameraRect, SGRect const& frameBufferRect);
     virtual int DefaultDataProc(std::uint8_t const* data, long size);
+    // Why DefaultDataProc last refused a frame, for the log.
+    virtual char const* DroppedFrameReason() const { return "the frame could not be used"; }
 
     void SetFrameBufferPixelFormat(OSType pixelFormat) { mFrameBufferPixelFormat = pixelFormat; }
     void SetFrameBufferRect(SGRect const& rect) { mFrameBufferRect = rect; }
@@ -90,6 +96,12 @@ public:
     bool IsThisTheCurrentCamera(Camera const& camera);
     int GetVideoSampleDescription(ImageDescription& desc);
     int InitializeDecompressionToOffscreenWorld();
+    // How the camera is doing, for the window's status line (no pairing error: that takes
+    // both eyes).
+    void GetStatus(QCameraStatus& status) const;
+    // The capture time of the newest frame (microseconds of the steady clock), -1 for none.
+    std::int64_t LastFrameCaptureMicroseconds() const { return mLastFrameCaptureUs; }
+    virtual std::uint64_t FramesDropped() const { return 0; }
     void DumpRelevantInfoToLog();
     void DebugDumpDeviceInputNames();
 
@@ -105,6 +117,9 @@ public:
     OSType mFrameBufferPixelFormat = 0;
     ImageDescription mCameraImageDesc;   // the camera's frames, from when recording starts
     SGChannel* mVideoChannel = nullptr;  // non-null while a camera is open
+    // A recording camera that has sent no frame for this long is taken as lost and re-opened
+    // (some firmware stops sending without any error).
+    static constexpr double kStalledCameraSeconds = 2.0;
     bool mAutoOpenCameraPluggedIn = true;
     float mAutoOpenRetrySeconds = 1.0f;
     double mAutoOpenRetryElapsed;  // microseconds: time of the last re-open attempt
@@ -112,9 +127,13 @@ public:
 private:
     using CameraStep = bool (QCameraGrabberBase::*)(Camera&);
     bool UseCameraBeside(CameraStep fallback, CameraStep step);
+    // Opens `camera` in a new component and records from it; on failure leaves no channel.
+    int OpenAndRecord(Camera const& camera);
     SGChannel* VideoChannel() const { return mVideoChannel; }
     // The camera of that input name in the current list, found without a channel.
     bool GetCameraNamed(std::string const& name, Camera& camera);
+    static bool FindCameraNamed(QSGDeviceList const& list, std::string const& name,
+                                Camera& camera);
     // Opens the first camera in walk order that opens now, passing over the built-in test
     // pattern; noErr also when none does.
     int OpenFirstCameraExceptTestPattern();
@@ -123,5 +142,12 @@ private:
     // (empty once a camera opens again).
     std::string mOpenCameraName;
     std::string mLostCameraName;
+    // Microseconds: when the recording camera last delivered a frame (or started); negative
+    // while nothing records.
+    double mLastFrameMicroseconds = -1.0;
+    std::deque<double> mRecentFrameMicroseconds;  // arrivals in the last second
+    std::int64_t mLastFrameCaptureUs = -1;
+    std::string mTrouble;  // the camera's trouble in words; empty when none
+    LogThrottle mDroppedFrameLog;
     static int SetChannelUsage(SGChannel* channel, long usage);
 };

@@ -1,6 +1,7 @@
 #include "app/DSCDocument.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -16,11 +17,13 @@
 #include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CoreX/CoreMachDebugLog.h"
+#include "QClasses/QCameraStatus.h"
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCProduct.h"
 #include "app/DSCSnapshot.h"
 #include "app/DSCStereoView.h"
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIContext.h"
 #include "platform/imaging/CIImage.h"
@@ -290,9 +293,39 @@ void DSCDocument::stereoCameraTimer(QTimer* timer) {
     if (_grabViewRightEye != nullptr) {
         _grabViewRightEye->cameraTimer(timer);
     }
-    if (openCameras() != before) {
+    // A camera plugged in or unplugged: the menus list what is there now.
+    bool const fDevicesChanged = CaptureRegistry::Shared().DevicesChanged();
+    bool const fCamerasChanged = openCameras() != before || fDevicesChanged;
+    if (fCamerasChanged) {
         stereoCameraMenuRefresh();
     }
+    // A new status text lays the window out again: twice a second is enough for people,
+    // and at once when a camera came or went.
+    if (fCamerasChanged || ++mStatusTicks >= 15) {
+        mStatusTicks = 0;
+        updateEyeStatus();
+    }
+}
+
+void DSCDocument::updateEyeStatus() {
+    if (!mUi || _grabViewLeftEye == nullptr || _grabViewRightEye == nullptr) {
+        return;
+    }
+    QCameraGrabberBase const* left = _grabViewLeftEye->grabber();
+    QCameraGrabberBase const* right = _grabViewRightEye->grabber();
+    QCameraStatus leftStatus;
+    QCameraStatus rightStatus;
+    left->GetStatus(leftStatus);
+    right->GetStatus(rightStatus);
+    std::int64_t const leftUs = left->LastFrameCaptureMicroseconds();
+    std::int64_t const rightUs = right->LastFrameCaptureMicroseconds();
+    if (!leftStatus.camera.empty() && !rightStatus.camera.empty() && leftUs >= 0 && rightUs >= 0) {
+        double const apartMs = std::abs(static_cast<double>(leftUs - rightUs)) / 1000.0;
+        leftStatus.pairingErrorMs = apartMs;
+        rightStatus.pairingErrorMs = apartMs;
+    }
+    mUi->leftEyeStatus->setText(QString::fromStdString(leftStatus.Text("Left eye")));
+    mUi->rightEyeStatus->setText(QString::fromStdString(rightStatus.Text("Right eye")));
 }
 
 void DSCDocument::masterTimeClock(QTimer* timer) {

@@ -66,6 +66,8 @@ signals:
 
 private:
     void scheduleNextTick();
+    // Each eye's status line: its camera, format, frame rate, drops, the eyes' time apart.
+    void updateEyeStatus();
     // The user's camera choice of each eye is kept between runs and restored at launch
     // through the camera menu's own path.
     void storeCameraChoice(char const* key, QString const& name);
@@ -90,6 +92,7 @@ private:
     // The clock keeps to multiples of 1/30 s from its start, so it does not drift.
     std::chrono::steady_clock::time_point mClockStart;
     long long mTickIndex = 0;
+    int mStatusTicks = 0;  // ticks since the status lines were last written
     bool mRestoringCameraChoices = false;
     QTimer* mSettingsTimer = nullptr;
 };

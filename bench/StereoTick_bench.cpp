@@ -3,9 +3,12 @@
 // real camera does in its own hardware) and run their adjustment stacks, the monitor
 // composes the anaglyph and draws it at 640 x 480, and the kept monitor image is drawn into
 // a 640 x 480 broadcast buffer. The whole tick runs with neutral stacks and with both eyes'
-// stacks active, in one run; "allocs" counts heap allocations per tick.
+// stacks active, in one run; "allocs" counts heap allocations per tick. Then the ticks while
+// a camera comes and goes, and the camera menus' rebuild.
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <new>
 #include <vector>
@@ -20,6 +23,7 @@
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "app/DSCStereoView.h"
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
 #include "platform/imaging/CIContext.h"
 
@@ -129,6 +133,57 @@ void BM_TickStage_DrawIntoBroadcastBuffer(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_TickStage_DrawIntoBroadcastBuffer)->Unit(benchmark::kMillisecond);
+
+// The tick of the window while a camera goes and comes back: each iteration unplugs the
+// camera, ticks (both eyes lose theirs, the menus are rebuilt), plugs it in and ticks again
+// (both eyes re-open theirs, the menus are rebuilt). The longest single tick is the figure
+// that matters: it is the frame a user sees stall.
+void BM_TickWhileACameraIsUnpluggedAndReplugged(benchmark::State& state) {
+    StereoRig rig;
+    for (QCamGrabCGImageView* eye : {&rig.left, &rig.right}) {
+        eye->grabber()->SetAutoOpenCameraPluggedIn(true, 0.0f);  // re-open at the next tick
+    }
+    CaptureRegistry::Shared().DevicesChanged();
+    double longestMs = 0.0;
+    auto const tick = [&rig](double& longestMs) {
+        auto const start = std::chrono::steady_clock::now();
+        rig.Grab();
+        if (CaptureRegistry::Shared().DevicesChanged()) {
+            rig.left.cameraMenuRefresh();
+            rig.right.cameraMenuRefresh();
+        }
+        double const ms = std::chrono::duration<double, std::milli>(
+                              std::chrono::steady_clock::now() - start)
+                              .count();
+        longestMs = std::max(longestMs, ms);
+    };
+    double longestUnpluggedMs = 0.0;
+    for (auto _ : state) {
+        TestPatternBackEnd::Unplug();
+        tick(longestUnpluggedMs);
+        TestPatternBackEnd::Plug();
+        tick(longestMs);
+    }
+    state.counters["longest_unplug_tick_ms"] = longestUnpluggedMs;
+    state.counters["longest_replug_tick_ms"] = longestMs;
+}
+BENCHMARK(BM_TickWhileACameraIsUnpluggedAndReplugged)->Unit(benchmark::kMillisecond);
+
+// Rebuilding both eyes' camera menus, as the window does when cameras come and go.
+void BM_CameraMenuRebuild(benchmark::State& state) {
+    StereoRig rig;
+    double longestMs = 0.0;
+    for (auto _ : state) {
+        auto const start = std::chrono::steady_clock::now();
+        rig.left.cameraMenuRefresh();
+        rig.right.cameraMenuRefresh();
+        longestMs = std::max(longestMs, std::chrono::duration<double, std::milli>(
+                                            std::chrono::steady_clock::now() - start)
+                                            .count());
+    }
+    state.counters["longest_ms"] = longestMs;
+}
+BENCHMARK(BM_CameraMenuRebuild)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

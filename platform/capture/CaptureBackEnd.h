@@ -17,6 +17,10 @@ struct CaptureDevice {
     std::vector<std::string> inputs;
     std::string path;  // the back end's own address of the device ("/dev/video0")
     CaptureBackEnd* backEnd = nullptr;
+    // Whether a grabber opened without a camera may take it: cameras plugged into the
+    // computer come before its own (a laptop's), and an infrared-only node is never taken.
+    enum DefaultUse { kDefaultFirst, kDefaultLater, kDefaultNever };
+    DefaultUse defaultUse = kDefaultLater;
 };
 
 class CaptureBackEnd {

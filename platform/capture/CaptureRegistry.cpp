@@ -30,14 +30,40 @@ int CaptureRegistry::OpenDefaultCamera(int width, int height,
                                        std::unique_ptr<CaptureSource>& source,
                                        CaptureDevice& device, int& input) {
     source.reset();
-    for (CaptureDevice const& listed : ListDevices()) {
-        for (int i = 0; i < static_cast<int>(listed.inputs.size()); ++i) {
-            if (listed.backEnd->OpenInput(listed, i, width, height, source) == noErr) {
-                device = listed;
+    std::vector<CaptureDevice> const devices = ListDevices();
+    for (CaptureDevice const* listed : DefaultOrder(devices)) {
+        for (int i = 0; i < static_cast<int>(listed->inputs.size()); ++i) {
+            if (listed->backEnd->OpenInput(*listed, i, width, height, source) == noErr) {
+                device = *listed;
                 input = i;
                 return noErr;
             }
         }
     }
     return sgNoDeviceErr;
+}
+
+std::vector<CaptureDevice const*> CaptureRegistry::DefaultOrder(
+    std::vector<CaptureDevice> const& devices) {
+    std::vector<CaptureDevice const*> order;
+    for (auto use : {CaptureDevice::kDefaultFirst, CaptureDevice::kDefaultLater}) {
+        for (CaptureDevice const& device : devices) {
+            if (device.defaultUse == use) {
+                order.push_back(&device);
+            }
+        }
+    }
+    return order;
+}
+
+bool CaptureRegistry::DevicesChanged() {
+    std::vector<std::string> inputs;
+    for (CaptureDevice const& device : ListDevices()) {
+        inputs.insert(inputs.end(), device.inputs.begin(), device.inputs.end());
+    }
+    if (inputs == mSeenInputs) {
+        return false;
+    }
+    mSeenInputs = std::move(inputs);
+    return true;
 }

@@ -3,6 +3,7 @@
 // by /dev/videoN number, then the built-in test pattern last.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,10 +20,19 @@ public:
     // Opens input `input` of the device called `deviceName`.
     int OpenCamera(std::string const& deviceName, int input, int width, int height,
                    std::unique_ptr<CaptureSource>& source, CaptureDevice& device);
-    // Opens the first camera in walk order that can be opened now (one that another grabber
-    // or program holds is passed over); `device` and `input` say which it was.
+    // Opens the first camera that can be opened now (one that another grabber or program
+    // holds is passed over), in DefaultOrder; `device` and `input` say which it was.
     int OpenDefaultCamera(int width, int height, std::unique_ptr<CaptureSource>& source,
                           CaptureDevice& device, int& input);
+
+    // The devices a grabber opened without a camera tries: those plugged into the computer
+    // first, then the others, each group in walk order; infrared-only nodes never.
+    static std::vector<CaptureDevice const*> DefaultOrder(
+        std::vector<CaptureDevice> const& devices);
+
+    // Whether the cameras or their names changed since the last call: one non-blocking look
+    // at the device watch, no device opened. The window asks on its tick, to rebuild menus.
+    bool DevicesChanged();
 
     V4L2BackEnd& V4L2() { return mV4L2; }
     // Leaves the kernel's cameras out (tests that must see only the test pattern).
@@ -32,4 +42,5 @@ private:
     V4L2BackEnd mV4L2;
     TestPatternBackEnd mTestPattern;
     bool mV4L2Enabled = true;
+    std::optional<std::vector<std::string>> mSeenInputs;  // as DevicesChanged last saw them
 };

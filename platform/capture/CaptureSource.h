@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "platform/capture/SGTypes.h"
 
@@ -27,4 +28,6 @@ public:
     // returns the handler's result: 0 when nothing arrived, sgDeviceLostErr once the camera
     // has vanished (it stays so).
     virtual int Grab(CaptureFrameHandler& handler) = 0;
+    // What the camera settled for instead of what was asked, for people; empty when none.
+    virtual std::string Compromise() const { return {}; }
 };

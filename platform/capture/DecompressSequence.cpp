@@ -122,25 +122,24 @@ int DecompressSequence::Begin(ImageDescription const& camera, SGPixMap const& de
         if (!mDecoder) {
             return sgDecodeErr;
         }
-        // The smallest size the decoder can scale to that still covers the destination; the
-        // camera's own size when it is smaller than the destination.
-        int factorCount = 0;
-        tjscalingfactor const* factors = tjGetScalingFactors(&factorCount);
-        for (int i = 0; i < factorCount; ++i) {
-            tjscalingfactor const f = factors[i];
-            if (f.num > f.denom) {
-                continue;  // the decoder never enlarges
-            }
-            int const w = TJSCALED(camera.width, f);
-            int const h = TJSCALED(camera.height, f);
-            if (w >= destination.width && h >= destination.height &&
-                w * h < mDecodedWidth * mDecodedHeight) {
-                mDecodedWidth = w;
-                mDecodedHeight = h;
+        // The smallest of the decoder's 1/2, 1/4 and 1/8 scales whose centre still covers the
+        // destination (those have SIMD paths; the others, like 11/16, are slower than a whole
+        // decode); the camera's own size when none does.
+        SGRect const crop = CentralCrop(camera.width, camera.height, destination);
+        for (int denominator : {8, 4, 2}) {
+            if (crop.Width() / denominator >= destination.width &&
+                crop.Height() / denominator >= destination.height) {
+                tjscalingfactor const factor{1, denominator};
+                mDecodedWidth = TJSCALED(camera.width, factor);
+                mDecodedHeight = TJSCALED(camera.height, factor);
+                break;
             }
         }
     }
-    mDirect = mDecodedWidth == destination.width && mDecodedHeight == destination.height;
+    mCrop = CentralCrop(mDecodedWidth, mDecodedHeight, destination);
+    mDirect = mCrop.left == 0 && mCrop.top == 0 && mCrop.Width() == destination.width &&
+              mCrop.Height() == destination.height && mDecodedWidth == destination.width &&
+              mDecodedHeight == destination.height;
     // JPEG frames always decode into the staging picture first: damage in the compressed
     // data shows only while pixels are being written, and such a frame must not replace the
     // picture on screen.
@@ -285,10 +284,38 @@ int DecompressSequence::DecodeRaw(std::uint8_t const* data, std::size_t size) {
     return noErr;
 }
 
+SGRect DecompressSequence::CentralCrop(int width, int height, SGPixMap const& destination) {
+    SGRect crop;
+    crop.right = static_cast<std::int16_t>(width);
+    crop.bottom = static_cast<std::int16_t>(height);
+    std::int64_t const wide = std::int64_t{width} * destination.height;
+    std::int64_t const tall = std::int64_t{height} * destination.width;
+    if (wide > tall) {  // wider than the destination: the sides go
+        int const cropWidth =
+            static_cast<int>(std::int64_t{height} * destination.width / destination.height);
+        crop.left = static_cast<std::int16_t>((width - cropWidth) / 2);
+        crop.right = static_cast<std::int16_t>(crop.left + cropWidth);
+    } else if (tall > wide) {  // taller: the top and bottom go
+        int const cropHeight =
+            static_cast<int>(std::int64_t{width} * destination.height / destination.width);
+        crop.top = static_cast<std::int16_t>((height - cropHeight) / 2);
+        crop.bottom = static_cast<std::int16_t>(crop.top + cropHeight);
+    }
+    return crop;
+}
+
 void DecompressSequence::ScaleStagingToDestination() {
-    libyuv::ARGBScale(mStaging.data(), mDecodedWidth * 4, mDecodedWidth, mDecodedHeight,
-                      mDestination.baseAddr, mDestination.rowBytes, mDestination.width,
-                      mDestination.height, libyuv::kFilterBilinear);
+    int const pitch = mDecodedWidth * 4;
+    std::uint8_t const* const centre =
+        mStaging.data() + static_cast<std::size_t>(mCrop.top) * pitch + mCrop.left * 4;
+    if (mCrop.Width() == mDestination.width && mCrop.Height() == mDestination.height) {
+        libyuv::ARGBCopy(centre, pitch, mDestination.baseAddr, mDestination.rowBytes,
+                         mDestination.width, mDestination.height);
+        return;  // copied, not filtered: alpha stays 255
+    }
+    libyuv::ARGBScale(centre, pitch, mCrop.Width(), mCrop.Height(), mDestination.baseAddr,
+                      mDestination.rowBytes, mDestination.width, mDestination.height,
+                      libyuv::kFilterBilinear);
     // libyuv's horizontal filter weighs neighbours by 127/128 in all, so alpha 255 comes out
     // as 253 (colours lose up to 2 levels too). The frame buffer must stay opaque: alpha is
     // set again from a row of 255s (stride 0 repeats it).

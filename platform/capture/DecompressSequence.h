@@ -1,7 +1,8 @@
 #pragma once
-// Decodes a camera's frames into 32-bit ARGB memory, stretched onto the whole destination:
-// MJPEG through TurboJPEG (its own 1/2, 1/4... scaling where the camera is a multiple of
-// the destination, libyuv scaling otherwise), YUYV and the other raw formats through libyuv.
+// Decodes a camera's frames into 32-bit ARGB memory filling the whole destination: a
+// picture of another shape (16:9 onto 4:3) is cropped centrally to the destination's shape,
+// never stretched. MJPEG goes through TurboJPEG (its 1/2, 1/4 or 1/8 scale where the camera
+// is that much larger, then libyuv scaling), YUYV and the other raw formats through libyuv.
 // Everything it needs is made in Begin; decoding a frame allocates nothing of its own.
 
 #include <cstddef>
@@ -45,6 +46,8 @@ private:
     int DecodeRaw(std::uint8_t const* data, std::size_t size);
     void Fail(char const* reason);
     void ScaleStagingToDestination();
+    // The centre of a width x height picture that has the destination's shape.
+    static SGRect CentralCrop(int width, int height, SGPixMap const& destination);
 
     struct TurboJPEGDestroyer {
         void operator()(void* handle) const;
@@ -57,6 +60,7 @@ private:
     std::unique_ptr<void, TurboJPEGDestroyer> mDecoder;
     int mDecodedWidth = 0;   // what the first stage writes: the JPEG decoder's scaled size,
     int mDecodedHeight = 0;  // or the camera size for raw frames
+    SGRect mCrop;            // the part of the first-stage picture that is shown
     std::vector<std::uint8_t> mStaging;    // first-stage picture: JPEG, or before scaling
     std::vector<std::uint8_t> mOpaqueRow;  // destination.width bytes of 255
     char mLastError[160] = {};

@@ -34,6 +34,8 @@ public:
     int GetDeviceAndInputNames(Str63 deviceName, Str63 inputName, short* inputNumber) const;
     // The layout of the frames the open camera sends; sgNotPreparedErr before it opens.
     int GetSampleDescription(ImageDescription& description) const;
+    // What the open camera settled for instead of what was asked ("USB bandwidth: 15 fps").
+    std::string Compromise() const { return mSource ? mSource->Compromise() : std::string(); }
     // A fresh list of every device, with their inputs when sgDeviceListIncludeInputs is set.
     int GetDeviceList(long selectionFlags, SGDeviceList& list) const;
 

@@ -1,6 +1,7 @@
 #include "platform/capture/TestPatternBackEnd.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "platform/capture/TestPatternSource.h"
@@ -13,6 +14,8 @@ struct TestPatternState {
     std::uint64_t generation = 0;
     bool freeRunning = false;
     bool streamingRefused = false;
+    bool frozen = false;
+    long long framesDelivered = 0;
     bool inputOpen[TestPatternBackEnd::kInputCount] = {};
     bool injected[TestPatternBackEnd::kInputCount] = {};
     std::vector<std::uint8_t> injectedFrame[TestPatternBackEnd::kInputCount];
@@ -53,6 +56,23 @@ void TestPatternBackEnd::SetFreeRunning(bool freeRunning) { State().freeRunning 
 void TestPatternBackEnd::SetStreamingRefused(bool refused) { State().streamingRefused = refused; }
 
 bool TestPatternBackEnd::StreamingRefused() { return State().streamingRefused; }
+
+void TestPatternBackEnd::NoteFrameDelivered() {
+    static long long const sUnplugAfter = [] {
+        char const* value = std::getenv("DUOSCOPE_TEST_PATTERN_UNPLUG_AFTER");
+        return value != nullptr ? std::atoll(value) : 0LL;
+    }();
+    if (++State().framesDelivered == sUnplugAfter) {
+        CoreMachDebugLog("TestPatternBackEnd: unplugged after %lld frames, as the environment "
+                         "asks\n",
+                         sUnplugAfter);
+        Unplug();
+    }
+}
+
+void TestPatternBackEnd::SetFrozen(bool frozen) { State().frozen = frozen; }
+
+bool TestPatternBackEnd::Frozen() { return State().frozen; }
 
 std::uint64_t TestPatternBackEnd::PlugGeneration() { return State().generation; }
 

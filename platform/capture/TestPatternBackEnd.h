@@ -18,7 +18,9 @@ public:
 
     // The device can be unplugged and plugged in again, as tests of losing and re-opening a
     // camera need: while unplugged it is not listed, and inputs that are open act as a
-    // vanished camera does. It starts plugged in.
+    // vanished camera does. It starts plugged in. A program whose environment sets
+    // DUOSCOPE_TEST_PATTERN_UNPLUG_AFTER=N unplugs it once its inputs have delivered N
+    // frames in all, so that tests of another process (the cameras tool) can lose a camera.
     static void Plug();
     static void Unplug();
     static bool IsPlugged();
@@ -29,6 +31,9 @@ public:
     // Inputs open but refuse to start streaming (sgBandwidthErr), as a camera does whose USB
     // bus has no bandwidth left.
     static void SetStreamingRefused(bool refused);
+    // Inputs stay open and streaming but deliver nothing, as a camera whose firmware hangs.
+    static void SetFrozen(bool frozen);
+    static bool Frozen();
 
     void ListDevices(std::vector<CaptureDevice>& devices) override;
     int OpenInput(CaptureDevice const& device, int input, int width, int height,
@@ -41,6 +46,8 @@ public:
     static bool StreamingRefused();
     static bool TakeInjectedFrame(int input, std::vector<std::uint8_t>& frame);
     static void ReleaseInput(int input);
+    // Counts one delivered frame; unplugs the device when the environment's count is reached.
+    static void NoteFrameDelivered();
     // The 1/30 s tick an input read from the clock last, and when (steady microseconds), so
     // that the other eye, grabbed moments later in the same master-clock tick, shows the
     // same moment even when a tick boundary fell between the two grabs.

@@ -99,11 +99,12 @@ int TestPatternSource::Grab(CaptureFrameHandler& handler) {
         }
         return sgDeviceLostErr;
     }
-    if (!mStreaming) {
+    if (!mStreaming || TestPatternBackEnd::Frozen()) {
         return noErr;
     }
     std::int64_t const now = NowMicroseconds();
     if (TestPatternBackEnd::TakeInjectedFrame(mInput, mInjected)) {
+        TestPatternBackEnd::NoteFrameDelivered();
         return handler.OnFrame(mInjected.data(), mInjected.size(), now);
     }
     // Both eyes render the scene at the ticks of one clock. A tick boundary can fall between
@@ -135,5 +136,6 @@ int TestPatternSource::Grab(CaptureFrameHandler& handler) {
     // The frame's time is the moment it shows.
     std::int64_t const shownUs =
         freeRunning ? now : SceneStartMicroseconds() + tick * 1000000 / kFramesPerSecond;
+    TestPatternBackEnd::NoteFrameDelivered();
     return handler.OnFrame(mJPEG.data(), size, shownUs);
 }

@@ -1,10 +1,12 @@
 #include "platform/capture/V4L2BackEnd.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <fstream>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "platform/capture/V4L2Formats.h"
@@ -57,18 +59,50 @@ bool V4L2BackEnd::QueryNode(V4L2NodeAnswers& node) {
         }
         node.inputs.push_back(input);
     }
+    node.pixelFormats.clear();
+    for (std::uint32_t index = 0;; ++index) {
+        v4l2_fmtdesc format{};
+        format.index = index;
+        format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        if (V4L2Ioctl(fd.Get(), VIDIOC_ENUM_FMT, &format) != 0) {
+            break;
+        }
+        node.pixelFormats.push_back(format.pixelformat);
+    }
+    // sysfs: the node's device is a USB interface; its parent, the USB device, says whether
+    // its port is fixed (a camera built into the computer) or removable.
+    std::ifstream removable("/sys/class/video4linux/video" + std::to_string(node.number) +
+                            "/device/../removable");
+    std::string attachment;
+    node.fBuiltIn = std::getline(removable, attachment) && attachment == "fixed";
     return true;
 }
 
 void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
-    std::vector<V4L2NodeAnswers> nodes = FindNodes(mDeviceFolder);
-    std::vector<V4L2NodeAnswers> answered;
-    for (V4L2NodeAnswers& node : nodes) {
-        if (QueryNode(node)) {
-            answered.push_back(std::move(node));
-        }
+    if (mWatch.Folder() != mDeviceFolder || !mScanned) {
+        // Watching starts before the scan, so that nothing plugged in during it is missed.
+        mWatch.Watch(mDeviceFolder);
+        mScanned = false;
     }
-    std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(answered, this);
+    // Without a watch the nodes are asked again at most once a second, not at every look
+    // (the window looks on every tick).
+    auto const now = std::chrono::steady_clock::now();
+    bool const fDue = mWatch.IsWatching() ? mWatch.Changed()
+                                          : now - mScanTime >= std::chrono::seconds(1);
+    if (fDue || !mScanned) {
+        mScanTime = now;
+        std::vector<V4L2NodeAnswers> nodes = FindNodes(mDeviceFolder);
+        mAnswered.clear();
+        for (V4L2NodeAnswers& node : nodes) {
+            if (QueryNode(node)) {
+                mAnswered.push_back(std::move(node));
+            }
+        }
+        mScanned = true;
+        ++mGeneration;
+    }
+    // Named at every look: a stored name may have taught a model's twin since.
+    std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(mAnswered, this, &mTwinModels);
     devices.insert(devices.end(), cameras.begin(), cameras.end());
 }
 

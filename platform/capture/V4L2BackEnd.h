@@ -1,9 +1,12 @@
 #pragma once
 // Cameras of the kernel's video API: the /dev/videoN nodes that capture, in the order of N.
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 
 #include "platform/capture/CaptureBackEnd.h"
+#include "platform/capture/V4L2DeviceWatch.h"
 #include "platform/capture/V4L2Naming.h"
 
 class V4L2BackEnd : public CaptureBackEnd {
@@ -11,7 +14,11 @@ public:
     // Where the video nodes are looked for: "/dev", unless a test points elsewhere.
     void SetDeviceFolder(std::string folder) { mDeviceFolder = std::move(folder); }
 
+    // The cameras as last scanned; the nodes are opened and asked again only when a node
+    // came, went or changed its permissions since (a camera plugged in or unplugged).
     void ListDevices(std::vector<CaptureDevice>& devices) override;
+    // Changes whenever a scan found the nodes changed: menus follow it.
+    std::uint64_t Generation() const { return mGeneration; }
     int OpenInput(CaptureDevice const& device, int input, int width, int height,
                   std::unique_ptr<CaptureSource>& source) override;
     void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) override;
@@ -22,6 +29,18 @@ public:
     // V4L2 device.
     static bool QueryNode(V4L2NodeAnswers& node);
 
+    // A camera name the user chose, stored earlier: a name with a port keeps that model
+    // named by port from now on.
+    void RememberCameraName(std::string const& name) {
+        V4L2Naming::RememberName(name, mTwinModels);
+    }
+
 private:
     std::string mDeviceFolder = "/dev";
+    V4L2DeviceWatch mWatch;
+    bool mScanned = false;
+    std::chrono::steady_clock::time_point mScanTime;
+    std::vector<V4L2NodeAnswers> mAnswered;  // the nodes that answered at the last scan
+    std::uint64_t mGeneration = 0;
+    V4L2Naming::TwinModels mTwinModels;  // grows for the whole run, never shrinks
 };

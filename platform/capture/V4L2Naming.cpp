@@ -4,6 +4,8 @@
 #include <cstring>
 #include <map>
 
+#include "platform/capture/DecompressSequence.h"
+
 namespace V4L2Naming {
 
 namespace {
@@ -79,6 +81,26 @@ bool IsCamera(v4l2_capability const& capability) {
     return FieldText(capability.driver, sizeof(capability.driver)) != "v4l2 loopback";
 }
 
+bool IsCamera(V4L2NodeAnswers const& node) {
+    if (!IsCamera(node.capability)) {
+        return false;
+    }
+    if ((CapsOf(node.capability) & V4L2_CAP_IO_MC) == 0) {
+        return true;
+    }
+    return std::any_of(node.pixelFormats.begin(), node.pixelFormats.end(),
+                       [](std::uint32_t code) { return DecompressSequence::CanDecode(code); });
+}
+
+bool IsInfraredOnly(std::vector<std::uint32_t> const& pixelFormats) {
+    auto const isGrey = [](std::uint32_t code) {
+        return code == V4L2_PIX_FMT_GREY || code == V4L2_PIX_FMT_Y10 ||
+               code == V4L2_PIX_FMT_Y12 || code == V4L2_PIX_FMT_Y16 ||
+               code == V4L2_PIX_FMT_Y8I || code == V4L2_PIX_FMT_Z16;
+    };
+    return !pixelFormats.empty() && std::all_of(pixelFormats.begin(), pixelFormats.end(), isGrey);
+}
+
 std::string PortOf(std::string const& busInfo) {
     if (busInfo.rfind("usb-", 0) != 0) {
         return busInfo;
@@ -87,17 +109,71 @@ std::string PortOf(std::string const& busInfo) {
     return dash + 1 < busInfo.size() && dash > 3 ? busInfo.substr(dash + 1) : busInfo;
 }
 
+namespace {
+
+std::string CardOf(V4L2NodeAnswers const& node) {
+    return FieldText(node.capability.card, sizeof(node.capability.card));
+}
+
+bool IsUSB(V4L2NodeAnswers const& node) {
+    return FieldText(node.capability.bus_info, sizeof(node.capability.bus_info)).rfind("usb-", 0) ==
+           0;
+}
+
+bool IsTwinModel(std::string const& card, TwinModels const* twinModels) {
+    if (twinModels == nullptr) {
+        return false;
+    }
+    return std::any_of(twinModels->begin(), twinModels->end(), [&card](std::string const& model) {
+        return !model.empty() && card.rfind(model, 0) == 0;
+    });
+}
+
+}  // namespace
+
+void RememberName(std::string const& name, TwinModels& twinModels) {
+    std::size_t const open = name.find(" [");
+    if (open != std::string::npos && open > 0 && name.find(']', open) != std::string::npos) {
+        twinModels.insert(name.substr(0, open));
+    }
+}
+
+std::string WithoutPort(std::string const& name) {
+    std::size_t const open = name.find(" [");
+    std::size_t const close = open == std::string::npos ? open : name.find(']', open);
+    if (close == std::string::npos) {
+        return name;
+    }
+    return name.substr(0, open) + name.substr(close + 1);
+}
+
 std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes,
-                                       CaptureBackEnd* backEnd) {
+                                       CaptureBackEnd* backEnd, TwinModels* twinModels) {
     std::vector<V4L2NodeAnswers const*> cameras;
+    std::map<std::string, int> usbCameras;  // per model
     for (V4L2NodeAnswers const& node : nodes) {
-        if (IsCamera(node.capability)) {
+        if (IsCamera(node)) {
             cameras.push_back(&node);
+            if (IsUSB(node)) {
+                ++usbCameras[CardOf(node)];
+            }
         }
     }
-    // Start every camera at its card name and add detail to those that still share a name,
-    // until all differ.
+    if (twinModels != nullptr) {
+        for (auto const& [card, count] : usbCameras) {
+            if (count > 1) {
+                twinModels->insert(card);
+            }
+        }
+    }
+    // Start every camera at its card name (with its port for a model known to come in
+    // pairs) and add detail to those that still share a name, until all differ.
     std::vector<int> level(cameras.size(), 0);
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        if (IsUSB(*cameras[i]) && IsTwinModel(CardOf(*cameras[i]), twinModels)) {
+            level[i] = 1;
+        }
+    }
     std::vector<std::string> names(cameras.size());
     for (;;) {
         std::map<std::string, int> uses;
@@ -126,6 +202,9 @@ std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes
         device.name = names[i];
         device.path = node.path;
         device.backEnd = backEnd;
+        device.defaultUse = IsInfraredOnly(node.pixelFormats)      ? CaptureDevice::kDefaultNever
+                            : IsUSB(node) && !node.fBuiltIn ? CaptureDevice::kDefaultFirst
+                                                            : CaptureDevice::kDefaultLater;
         std::string const card = FieldText(node.capability.card, sizeof(node.capability.card));
         if (node.inputs.size() <= 1) {
             // A node that lists no input still captures from its one implicit input.

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "platform/capture/CaptureSource.h"
+#include "platform/capture/V4L2Formats.h"
+#include "platform/capture/LogThrottle.h"
 #include "platform/capture/V4L2Resources.h"
 
 class V4L2Source : public CaptureSource {
@@ -31,9 +33,22 @@ public:
     // The frame rate asked for, in frames a second (0 when the driver sets its own).
     double FramesPerSecond() const { return mFramesPerSecond; }
 
+    // What the camera settled for when the USB bus had no room for what was asked
+    // ("USB bandwidth: 15 fps"); empty when it streams as asked.
+    std::string Compromise() const override { return mCompromise; }
+
 private:
     int Fail(char const* what, int err);  // logs, maps -errno to a status code
-    void SetFrameRate();
+    // Sets format and size, the frame rate (null: 30 a second or nearest) and maps buffers.
+    int Configure(V4L2FormatChoice const& choice, v4l2_fract const* interval);
+    // Asks for `wanted` (null: 30 a second or the nearest); false when the driver keeps its
+    // own rate or refuses.
+    bool SetFrameRate(v4l2_fract const* wanted);
+    int StreamOn();  // queues every buffer and starts: 0 or -errno
+    // After ENOSPC: fewer frames a second, then smaller frames, then the other kind of
+    // format, until one streams. 0 or -errno; `compromise` says what was given up.
+    int StreamOnWithLessBandwidth(std::string& compromise);
+    std::string StreamText() const;  // "MJPG 640x480 at 30 fps"
     int QueueBuffer(std::uint32_t index);
     // Gives a buffer back to the driver; false when the camera has vanished (logged).
     bool Requeue(std::uint32_t index);
@@ -45,6 +60,13 @@ private:
     std::vector<MappedBuffer> mBuffers;
     V4L2StreamGuard mStream;  // declared last: streaming stops before the buffers go
     ImageDescription mDescription;
+    std::vector<V4L2FormatAnswers> mFormats;  // as the camera listed them at open
+    std::string mCompromise;
     double mFramesPerSecond = 0.0;
     bool mLost = false;
+    // A camera that goes bad tends to do so with every frame: each kind of fault is logged
+    // once, then counted.
+    LogThrottle mDamagedLog;
+    LogThrottle mDequeueLog;
+    LogThrottle mRequeueLog;
 };

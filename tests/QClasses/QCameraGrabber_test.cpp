@@ -31,6 +31,7 @@ protected:
     void TearDown() override {
         QCameraGrabberBase::SetMicrosecondsClock(nullptr);
         TestPatternBackEnd::Plug();
+        TestPatternBackEnd::SetFrozen(false);
         CaptureRegistry::Shared().SetV4L2Enabled(true);
     }
 
@@ -113,13 +114,21 @@ TEST_F(GrabberTest, NextAndPreviousStopAtTheEnds) {
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
 
-    // With the other input held elsewhere there is nothing to switch to that opens.
+    // The camera the other eye holds cannot be taken: the eye keeps its own, never dark.
     QCameraGrabCGContext other;
     ASSERT_EQ(Open(other), noErr);
     TestLogCapture log;
     EXPECT_FALSE(grabber.UseNextCamera());
-    EXPECT_TRUE(log.Contains("QCameraGrabberBase::SwitchCameraInputTo ERROR SWITCHING"));
-    EXPECT_EQ(grabber.mVideoChannel, nullptr);  // a failed switch leaves no channel
+    EXPECT_TRUE(log.Contains("cannot use 'Test Pattern Right': another program or grabber is "
+                             "using it; staying with 'Test Pattern Left'"))
+        << log.Lines();
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_EQ(Current(other), "Test Pattern Right");
+    QCameraStatus status;
+    grabber.GetStatus(status);
+    EXPECT_EQ(status.trouble,
+              "'Test Pattern Right' cannot be used: another program or grabber is using it");
 }
 
 TEST_F(GrabberTest, SwitchingToTheCurrentCameraChangesNothing) {
@@ -174,6 +183,61 @@ TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
     ASSERT_NE(grabber.mVideoChannel, nullptr);
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
+}
+
+TEST_F(GrabberTest, ACameraThatStopsSendingWithoutAnErrorIsReopenedAfterTwoSeconds) {
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(Open(grabber), noErr);
+    ASSERT_TRUE(NextFrame(grabber));
+    TestPatternBackEnd::SetFrozen(true);
+    AdvanceSeconds(1.9);
+    EXPECT_EQ(grabber.Idle(), noErr);
+    EXPECT_NE(grabber.mVideoChannel, nullptr);
+    TestLogCapture log;
+    AdvanceSeconds(0.2);
+    EXPECT_EQ(grabber.Idle(), sgDeviceLostErr);
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+    EXPECT_TRUE(log.Contains("'Test Pattern Left' sent no frame for 2.1 s")) << log.Lines();
+    QCameraStatus status;
+    grabber.GetStatus(status);
+    EXPECT_EQ(status.Text("Left eye"), "Left eye: no camera · it sent no frame for 2 s: re-opening it");
+
+    TestPatternBackEnd::SetFrozen(false);
+    AdvanceSeconds(1.1);
+    grabber.Idle();
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    EXPECT_TRUE(NextFrame(grabber));
+    grabber.GetStatus(status);
+    EXPECT_EQ(status.camera, "Test Pattern Left");
+    EXPECT_EQ(status.format, kCodecMJPEG);
+    EXPECT_GE(status.framesPerSecond, 1.0);
+    EXPECT_EQ(status.trouble, "");
+    EXPECT_GE(grabber.LastFrameCaptureMicroseconds(), 0);
+}
+
+TEST(CameraStatus, OneLineOfWhatTheUserNeedsToKnow) {
+    QCameraStatus full;
+    full.camera = "HD Pro Webcam C920 [1.2]";
+    full.format = kCodecMJPEG;
+    full.width = 640;
+    full.height = 480;
+    full.framesPerSecond = 14.96;
+    full.framesDropped = 2;
+    full.pairingErrorMs = 4.4;
+    full.trouble = "USB bandwidth: 15 fps";
+    QCameraStatus lost;
+    lost.trouble = "it vanished: waiting for it to come back";
+    QCameraStatus plain = full;
+    plain.framesDropped = 0;
+    plain.pairingErrorMs = -1.0;
+    plain.trouble.clear();
+    for (auto const& [status, text] : std::vector<std::pair<QCameraStatus, std::string>>{
+             {full, "Right eye: HD Pro Webcam C920 [1.2] · MJPG 640x480 · 15.0 fps · 2 dropped · "
+                    "eyes 4 ms apart · USB bandwidth: 15 fps"},
+             {lost, "Right eye: no camera · it vanished: waiting for it to come back"},
+             {plain, "Right eye: HD Pro Webcam C920 [1.2] · MJPG 640x480 · 15.0 fps"}}) {
+        EXPECT_EQ(status.Text("Right eye"), text);
+    }
 }
 
 TEST_F(GrabberTest, AGrabberWaitsForTheCameraItLostRatherThanTakingTheFirstThatOpens) {
@@ -242,8 +306,14 @@ TEST_F(GrabberTest, DamagedFramesAreDroppedAndThePictureStays) {
     EXPECT_EQ(grabber.Idle(), sgDecodeErr);
     EXPECT_EQ(Pixels(grabber), picture);
     EXPECT_EQ(grabber.GetFrameStatistics().framesDropped, 2u);
-    EXPECT_TRUE(log.Contains(" code : err=DefaultDataProc(in_data,in_data_size)"));
+    // The first drop is logged with its reason, later ones only as a count every 10 s.
+    EXPECT_EQ(log.Count("frame dropped"), 1u) << log.Lines();
     EXPECT_TRUE(log.Contains("truncated"));
+    EXPECT_TRUE(log.Contains("VERIFY_ERR FAILED: OSErr:-9405"));
+    AdvanceSeconds(11);
+    TestPatternBackEnd::InjectFrame(0, std::vector<std::uint8_t>(3000, 0x5A));
+    EXPECT_EQ(grabber.Idle(), sgDecodeErr);
+    EXPECT_TRUE(log.Contains("(2 more since the last line)")) << log.Lines();
 
     // Recording goes on: a good frame is decoded, and so is the next rendered one.
     TestPatternBackEnd::InjectFrame(0, jpeg);
@@ -253,36 +323,30 @@ TEST_F(GrabberTest, DamagedFramesAreDroppedAndThePictureStays) {
     EXPECT_NE(grabber.mVideoChannel, nullptr);
 }
 
-TEST_F(GrabberTest, TheCameraIsAskedForTheRequestRectAndStretchedToTheFrameBuffer) {
+TEST_F(GrabberTest, TheCameraIsAskedForTheRequestRectAndTheFrameBufferIsKeptWhileItsSizeStays) {
     QCameraGrabCGContext grabber;
     EXPECT_TRUE(grabber.SetCameraVDIGRequestRect({0, 0, 240, 320}));
+    ASSERT_EQ(grabber.CreateFrameBuffer(kFrameRect, k32ARGBPixelFormat), noErr);
+    std::uint8_t* const memory = grabber.mCamContext.mImageDataBytes;
     ASSERT_EQ(Open(grabber), noErr);
     EXPECT_EQ(grabber.mCameraImageDesc.width, 320);
     EXPECT_EQ(grabber.mCameraImageDesc.height, 240);
-    EXPECT_EQ(grabber.mCamContext.mImageWidth, 640u);
+    EXPECT_EQ(grabber.mCamContext.mImageDataBytes, memory);
+    EXPECT_EQ(grabber.GetFrameBufferGWorldPtr()->BaseAddr(), memory);
     EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_EQ(grabber.CreateFrameBuffer(kFrameRect, kCodecYUYV), paramErr);
 
     // An empty request takes the frame buffer's size.
     QCameraGrabCGContext other;
     ASSERT_EQ(Open(other), noErr);
     EXPECT_EQ(other.mVDIGRequestRect, kFrameRect);
     EXPECT_EQ(other.mCameraImageDesc.width, 640);
-}
-
-TEST_F(GrabberTest, FrameBufferIsKeptWhileItsSizeStays) {
-    QCameraGrabCGContext grabber;
-    ASSERT_EQ(grabber.CreateFrameBuffer(kFrameRect, k32ARGBPixelFormat), noErr);
-    std::uint8_t* const memory = grabber.mCamContext.mImageDataBytes;
-    ASSERT_EQ(Open(grabber), noErr);
-    EXPECT_EQ(grabber.mCamContext.mImageDataBytes, memory);
-    EXPECT_EQ(grabber.GetFrameBufferGWorldPtr()->BaseAddr(), memory);
-    EXPECT_EQ(grabber.CreateFrameBuffer(kFrameRect, kCodecYUYV), paramErr);
 
     // A new size while recording: the decoder follows the new memory after a restart.
-    ASSERT_EQ(grabber.OpenInitialize({0, 0, 240, 320}, k32ARGBPixelFormat, nullptr), noErr);
-    ASSERT_EQ(grabber.StartRecord(), noErr);
-    EXPECT_EQ(grabber.mCamContext.mImageWidth, 320u);
-    EXPECT_TRUE(NextFrame(grabber));
+    ASSERT_EQ(other.OpenInitialize({0, 0, 240, 320}, k32ARGBPixelFormat, nullptr), noErr);
+    ASSERT_EQ(other.StartRecord(), noErr);
+    EXPECT_EQ(other.mCamContext.mImageWidth, 320u);
+    EXPECT_TRUE(NextFrame(other));
 }
 
 TEST_F(GrabberTest, CamerasAreListedWithoutAChannel) {

@@ -14,6 +14,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QImage>
+#include <QLabel>
 #include <QSignalSpy>
 #include <QTimer>
 
@@ -407,6 +408,24 @@ TEST_F(CameraChoiceTest, PickingTheCameraTheOtherEyeHoldsStoresThatCameraNotNoCa
     // The left eye holds it, so the right eye cannot open it now; the pick still stands.
     right->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
+}
+
+TEST_F(CameraChoiceTest, MenusFollowCamerasComingAndGoingWhileNoEyeHoldsOne) {
+    Open();
+    QCamGrabCGImageView* left = EyeView("leftEyeView");
+    QCamGrabCGImageView* right = EyeView("rightEyeView");
+    left->cameraMenuController()->cameraSelectionChanged("No Camera");
+    right->cameraMenuController()->cameraSelectionChanged("No Camera");
+    TestPatternBackEnd::Unplug();
+    mDocument->masterTimeClock(nullptr);
+    EXPECT_EQ(left->cameraPopUpButton()->findText("Test Pattern Left"), -1);
+    TestPatternBackEnd::Plug();
+    mDocument->masterTimeClock(nullptr);
+    EXPECT_NE(right->cameraPopUpButton()->findText("Test Pattern Right"), -1);
+    // Each eye's status line says what it has.
+    auto* status = mDocument->window()->findChild<QLabel*>("rightEyeStatus");
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(status->text(), "Right eye: no camera");
 }
 
 double sFakeMicroseconds = 1e9;

@@ -1,5 +1,5 @@
 // Decoding camera frames into the 640 x 480 ARGB frame buffer: the MJPEG paths (straight,
-// decoder scaling, libyuv stretching), webcam MJPEG without Huffman tables, damaged frames,
+// decoder scaling, central 4:3 crop), webcam MJPEG without Huffman tables, damaged frames,
 // and raw formats with padded rows.
 
 #include "platform/capture/DecompressSequence.h"
@@ -61,37 +61,53 @@ ImageDescription MJPEG(int width, int height) {
     return description;
 }
 
-// Decodes a camera picture of the given size and compares it with the same picture scaled
-// to the frame buffer by libyuv.
-double DecodeAndCompare(int cameraWidth, int cameraHeight, bool& direct) {
-    std::vector<std::uint8_t> const picture = Picture(cameraWidth, cameraHeight);
-    std::vector<std::uint8_t> const jpeg = EncodeJPEG(picture, cameraWidth, cameraHeight);
-    FrameBuffer buffer;
-    DecompressSequence sequence;
-    EXPECT_EQ(sequence.Begin(MJPEG(cameraWidth, cameraHeight), buffer.PixMap()), noErr);
-    direct = sequence.DecodesDirectly();
-    EXPECT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr) << sequence.LastError();
-    EXPECT_TRUE(buffer.PaddingUntouched());
-    EXPECT_TRUE(buffer.Opaque());
-    std::vector<std::uint8_t> const expected =
-        Scaled(picture, cameraWidth, cameraHeight, kWidth, kHeight);
-    return MeanDifference(buffer.Data(), FrameBuffer::kRowBytes, expected.data(), kWidth * 4,
-                          kWidth, kHeight);
+// The centre of a picture in the frame buffer's 4:3 shape.
+std::vector<std::uint8_t> Centre(std::vector<std::uint8_t> const& picture, int width, int height,
+                                 int& centreWidth, int& centreHeight) {
+    centreWidth = std::min(width, height * kWidth / kHeight);
+    centreHeight = std::min(height, width * kHeight / kWidth);
+    int const left = (width - centreWidth) / 2;
+    int const top = (height - centreHeight) / 2;
+    std::vector<std::uint8_t> centre;
+    for (int y = top; y < top + centreHeight; ++y) {
+        auto const row = picture.begin() + (static_cast<std::ptrdiff_t>(y) * width + left) * 4;
+        centre.insert(centre.end(), row, row + centreWidth * 4);
+    }
+    return centre;
 }
 
-TEST(DecompressSequence, MJPEGOfEachCameraSizeFillsTheFrameBuffer) {
-    bool direct = false;
-    // The frame buffer's own size and an exact multiple decode straight into it.
-    EXPECT_LT(DecodeAndCompare(640, 480, direct), 2.5);
-    EXPECT_TRUE(direct);
-    EXPECT_LT(DecodeAndCompare(1280, 960, direct), 3.0);
-    EXPECT_TRUE(direct);
-    // 16:9 is stretched onto 4:3 (the whole camera picture stays in view); a smaller
-    // camera is enlarged.
-    EXPECT_LT(DecodeAndCompare(1280, 720, direct), 3.0);
-    EXPECT_FALSE(direct);
-    EXPECT_LT(DecodeAndCompare(320, 240, direct), 3.0);
-    EXPECT_FALSE(direct);
+TEST(DecompressSequence, MJPEGOfEachCameraSizeFillsTheFrameBufferWithItsCentre) {
+    struct Case {
+        int width, height;
+        bool fDirect;
+        int leftBlue;  // the picture's blue rises from 0 at its left edge
+    };
+    // The frame buffer's own size and an exact multiple decode straight into it; 16:9 loses
+    // its sides (never stretched); a smaller camera is enlarged.
+    for (Case const c : {Case{640, 480, true, 0}, Case{1280, 960, true, 0},
+                         Case{1280, 720, false, 32}, Case{1920, 1080, false, 32},
+                         Case{320, 240, false, 0}}) {
+        SCOPED_TRACE(c.width);
+        std::vector<std::uint8_t> const picture = Picture(c.width, c.height);
+        std::vector<std::uint8_t> const jpeg = EncodeJPEG(picture, c.width, c.height);
+        FrameBuffer buffer;
+        DecompressSequence sequence;
+        EXPECT_EQ(sequence.Begin(MJPEG(c.width, c.height), buffer.PixMap()), noErr);
+        EXPECT_EQ(sequence.DecodesDirectly(), c.fDirect);
+        EXPECT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr) << sequence.LastError();
+        EXPECT_TRUE(buffer.PaddingUntouched());
+        EXPECT_TRUE(buffer.Opaque());
+        int centreWidth = 0;
+        int centreHeight = 0;
+        std::vector<std::uint8_t> const centre =
+            Centre(picture, c.width, c.height, centreWidth, centreHeight);
+        std::vector<std::uint8_t> const expected =
+            Scaled(centre, centreWidth, centreHeight, kWidth, kHeight);
+        EXPECT_LT(MeanDifference(buffer.Data(), FrameBuffer::kRowBytes, expected.data(),
+                                 kWidth * 4, kWidth, kHeight),
+                  3.0);
+        EXPECT_NEAR(buffer.Data()[FrameBuffer::kRowBytes * 240], c.leftBlue, 4);
+    }
 }
 
 TEST(DecompressSequence, WebcamMJPEGWithoutHuffmanTablesDecodes) {
@@ -216,7 +232,7 @@ TEST(DecompressSequence, YUYVHonoursPaddedRows) {
     EXPECT_EQ(padded.Data()[0], 255);
 }
 
-TEST(DecompressSequence, RawFormatsOfOtherSizesAreStretched) {
+TEST(DecompressSequence, RawFormatsOfOtherSizesAreScaled) {
     // A 320 x 240 grey camera: full-range bytes pass through (libyuv's filter may lose up to
     // two levels).
     std::vector<std::uint8_t> grey(320 * 240, 77);

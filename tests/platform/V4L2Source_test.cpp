@@ -306,10 +306,14 @@ TEST_F(V4L2SourceTest, ADamagedFrameCostsOnlyItself) {
     EXPECT_EQ(mCamera.queued.size(), ReplayCamera::kBufferCount);
     EXPECT_TRUE(log.Contains("flagged as damaged, dropped"));
 
-    mCamera.Fill("damaged", V4L2_BUF_FLAG_ERROR);
-    EXPECT_EQ(source.Grab(collector), noErr);
+    // A camera that keeps sending damaged frames is logged once, not once a frame.
+    for (int i = 0; i < 3; ++i) {
+        mCamera.Fill("damaged", V4L2_BUF_FLAG_ERROR);
+        EXPECT_EQ(source.Grab(collector), noErr);
+    }
     EXPECT_EQ(collector.frames.size(), 1u);
     EXPECT_EQ(mCamera.queued.size(), ReplayCamera::kBufferCount);
+    EXPECT_EQ(log.Count("flagged as damaged"), 1u) << log.Lines();
 
     // A buffer the driver refuses to take back does not keep the newer one from it.
     mCamera.Fill("older");
@@ -354,20 +358,36 @@ TEST_F(V4L2SourceTest, ABusyCameraFailsTheOpenAndLeavesNothingOpen) {
     EXPECT_EQ(source.Start(), sgNotPreparedErr);
 }
 
-TEST_F(V4L2SourceTest, NoBandwidthAtStreamOnIsLoggedPlainlyAndCanBeTriedAgain) {
-    mCamera.timePerFrame = false;  // the driver keeps its own rate
-    V4L2Source source;
-    ASSERT_EQ(Open(source), noErr);
-    mCamera.faults[VIDIOC_STREAMON] = {ENOSPC};
-    TestLogCapture log;
-    EXPECT_EQ(source.Start(), sgBandwidthErr);
-    EXPECT_TRUE(
-        log.Contains("'USB Camera' cannot stream MJPG 640x480 at the driver's rate: its "
-                     "USB bus has no bandwidth left"))
-        << log.Lines();
-    EXPECT_TRUE(mCamera.queued.empty()) << "the queued buffers were taken back";
-    EXPECT_EQ(source.Start(), noErr);
-    EXPECT_EQ(mCamera.queued.size(), ReplayCamera::kBufferCount);
+TEST_F(V4L2SourceTest, NoBandwidthFallsBackToFewerFramesThenSmallerThenTheOtherFormat) {
+    struct Case {
+        int refusals;  // STREAMON answers ENOSPC this many times
+        int status;
+        char const* compromise;
+        std::uint32_t code, width, height, framesPerSecond;
+    };
+    for (Case const& c : {Case{1, noErr, "USB bandwidth: 15 fps", kCodecMJPEG, 640, 480, 15},
+                          Case{2, noErr, "USB bandwidth: 320x240", kCodecMJPEG, 320, 240, 30},
+                          Case{3, noErr, "USB bandwidth: YUYV", kCodecYUYV, 640, 480, 30},
+                          Case{4, sgBandwidthErr, "", kCodecYUYV, 640, 480, 30}}) {
+        SCOPED_TRACE(c.refusals);
+        V4L2Source source;
+        ASSERT_EQ(Open(source), noErr);
+        mCamera.faults[VIDIOC_STREAMON] = std::vector<int>(c.refusals, ENOSPC);
+        TestLogCapture log;
+        EXPECT_EQ(source.Start(), c.status);
+        EXPECT_EQ(source.Compromise(), c.compromise);
+        EXPECT_EQ(source.Description().cType, c.code);
+        EXPECT_EQ(source.Description().width, static_cast<int>(c.width));
+        EXPECT_EQ(mCamera.format.height, c.height);
+        EXPECT_EQ(mCamera.interval.denominator, c.framesPerSecond);
+        EXPECT_EQ(mCamera.streaming, c.status == noErr);
+        EXPECT_TRUE(log.Contains("'USB Camera' cannot stream MJPG 640x480 at 30 fps")) << log.Lines();
+        if (c.status != noErr) {
+            EXPECT_TRUE(mCamera.queued.empty()) << "the queued buffers were taken back";
+            EXPECT_EQ(source.Start(), noErr) << "and it can be tried again";
+        }
+        source.Stop();
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // v4l2loopback): which nodes are cameras, what they are called, and which format, size and
 // rate are asked for. Plus the node scan on a folder that holds no working device.
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <unistd.h>
@@ -11,9 +12,12 @@
 #include <QByteArray>
 #include <QString>
 
+#include "platform/capture/CaptureRegistry.h"
+#include "platform/capture/LogThrottle.h"
 #include "platform/capture/V4L2BackEnd.h"
 #include "platform/capture/V4L2Formats.h"
 #include "platform/capture/V4L2Naming.h"
+#include "platform/capture/V4L2Resources.h"
 #include "tests/support/TestEnvironment.h"
 
 namespace {
@@ -60,72 +64,55 @@ std::vector<V4L2FormatAnswers> UVCWebcam() {
                    {{1920, 1080}, {1280, 720}, {864, 480}, {640, 480}, {320, 240}})};
 }
 
-TEST(V4L2Formats, MJPEGIsPreferredAtTheSmallestCoveringSize) {
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(UVCWebcam(), 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecMJPEG);
-    EXPECT_EQ(choice.width, 640u);
-    EXPECT_EQ(choice.height, 480u);
-
-    // 864 x 480 is wide enough but not tall enough for 700 x 500.
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(UVCWebcam(), 700, 500, choice));
-    EXPECT_EQ(choice.width, 1280u);
-    EXPECT_EQ(choice.height, 720u);
-}
-
-TEST(V4L2Formats, AFormatThatCoversBeatsAPreferredOneThatDoesNot) {
-    // MJPEG only up to 320 x 240, YUYV up to 640 x 480: YUYV covers the request.
+TEST(V4L2Formats, ThePreferredFormatAtTheSmallestSizeThatCoversTheRequest) {
+    // MJPEG only up to 320 x 240, YUYV up to 640 x 480.
     std::vector<V4L2FormatAnswers> const small = {
         Format(kCodecMJPEG, "Motion-JPEG", {{320, 240}, {160, 120}}),
         Format(kCodecYUYV, "YUYV 4:2:2", {{640, 480}, {320, 240}}),
         Format(kCodecNV12, "Y/CbCr 4:2:0", {{640, 480}})};
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(small, 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
-
-    // Nothing covers 1280 x 960: the preferred format at its largest size.
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(small, 1280, 960, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecMJPEG);
-    EXPECT_EQ(choice.width, 320u);
-
     // vivid's webcam: raw formats only, YUYV listed after others.
     std::vector<V4L2FormatAnswers> const vivid = {
         Format(kCodecNV12, "Y/CbCr 4:2:0", {{320, 180}, {640, 480}, {1280, 720}}),
         Format(kCodecYUYV, "YUYV 4:2:2", {{320, 180}, {640, 360}, {640, 480}, {1280, 720}}),
         Format(kCodecUYVY, "UYVY 4:2:2", {{640, 480}})};
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(vivid, 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
-    EXPECT_EQ(choice.height, 480u);
-}
-
-TEST(V4L2Formats, StepwiseSizesAndUndecodableCameras) {
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(
-        V4L2Formats::ChooseFormat({Stepwise(kCodecYUYV, 16, 16, 1920, 1080, 4)}, 641, 479, choice));
-    EXPECT_EQ(choice.width, 644u);  // 16 + 157 steps of 4
-    EXPECT_EQ(choice.height, 480u);
-    ASSERT_TRUE(
-        V4L2Formats::ChooseFormat({Stepwise(kCodecYUYV, 16, 16, 320, 240, 2)}, 640, 480, choice));
-    EXPECT_EQ(choice.width, 320u);
-
-    EXPECT_FALSE(
-        V4L2Formats::ChooseFormat({Format(kH264, "H.264", {{640, 480}}),
-                                   Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})},
-                                  640, 480, choice));
-    EXPECT_FALSE(V4L2Formats::ChooseFormat({}, 640, 480, choice));
-}
-
-TEST(V4L2Formats, CaptureCardsThatListNoSizesAreAskedForTheRequest) {
     // bttv with several inputs: VIDIOC_ENUM_FRAMESIZES is ENOTTY for every format.
     std::vector<V4L2FormatAnswers> const bttv = {Format(kCodecGrey, "8 bpp, gray", {}),
                                                  Format(kCodecBGR24, "24 bpp RGB, le", {}),
                                                  Format(kCodecYUYV, "4:2:2, packed, YUYV", {}),
                                                  Format(kCodecUYVY, "4:2:2, packed, UYVY", {})};
-    V4L2FormatChoice choice;
-    ASSERT_TRUE(V4L2Formats::ChooseFormat(bttv, 640, 480, choice));
-    EXPECT_EQ(choice.pixelFormat, kCodecYUYV);
-    EXPECT_EQ(choice.width, 640u);
-    EXPECT_EQ(choice.height, 480u);
+    struct Case {
+        char const* what;
+        std::vector<V4L2FormatAnswers> formats;
+        std::uint32_t width, height;  // asked
+        bool fFound;
+        OSType code;
+        std::uint32_t chosenWidth, chosenHeight;
+    };
+    std::vector<V4L2FormatAnswers> const undecodable = {
+        Format(kH264, "H.264", {{640, 480}}),
+        Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})};
+    for (Case const& c : std::vector<Case>{
+             {"MJPEG at the request", UVCWebcam(), 640, 480, true, kCodecMJPEG, 640, 480},
+             {"864x480 is not tall enough", UVCWebcam(), 700, 500, true, kCodecMJPEG, 1280, 720},
+             {"a format that covers wins", small, 640, 480, true, kCodecYUYV, 640, 480},
+             {"none covers: preferred, largest", small, 1280, 960, true, kCodecMJPEG, 320, 240},
+             {"vivid", vivid, 640, 480, true, kCodecYUYV, 640, 480},
+             {"no sizes: the request", bttv, 640, 480, true, kCodecYUYV, 640, 480},
+             {"stepwise", {Stepwise(kCodecYUYV, 16, 16, 1920, 1080, 4)}, 641, 479, true,
+              kCodecYUYV, 644, 480},  // 16 + 157 steps of 4
+             {"stepwise, too small", {Stepwise(kCodecYUYV, 16, 16, 320, 240, 2)}, 640, 480, true,
+              kCodecYUYV, 320, 240},
+             {"nothing decodable", undecodable, 640, 480, false, 0, 0, 0},
+             {"no formats", {}, 640, 480, false, 0, 0, 0}}) {
+        SCOPED_TRACE(c.what);
+        V4L2FormatChoice choice;
+        ASSERT_EQ(V4L2Formats::ChooseFormat(c.formats, c.width, c.height, choice), c.fFound);
+        if (c.fFound) {
+            EXPECT_EQ(choice.pixelFormat, c.code);
+            EXPECT_EQ(choice.width, c.chosenWidth);
+            EXPECT_EQ(choice.height, c.chosenHeight);
+        }
+    }
 }
 
 std::vector<v4l2_frmivalenum> Intervals(std::vector<v4l2_fract> fractions) {
@@ -218,6 +205,60 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
                                         "Integrated Camera / Integrated Camera"}));
     ASSERT_EQ(devices.size(), 3u);
     EXPECT_EQ(devices[1].path, "/dev/video2");
+
+    // A twin's name does not change when the other is unplugged, nor when the other has not
+    // been seen yet this run but a stored choice named one of them by port.
+    V4L2Naming::TwinModels seen;
+    V4L2Naming::NameCameras(nodes, nullptr, &seen);
+    V4L2Naming::TwinModels stored;
+    V4L2Naming::RememberName("HD Pro Webcam C920 [1.2]", stored);
+    V4L2Naming::RememberName("Integrated Camera", stored);
+    std::vector<V4L2NodeAnswers> const alone = {nodes[2], nodes[4]};
+    for (V4L2Naming::TwinModels* twins : {&seen, &stored}) {
+        EXPECT_EQ(Names(V4L2Naming::NameCameras(alone, nullptr, twins)),
+                  (std::vector<std::string>{"HD Pro Webcam C920 [2] / HD Pro Webcam C920 [2]",
+                                            "Integrated Camera / Integrated Camera"}));
+    }
+    // Stored names are also matched without their port; the port is the end of bus_info.
+    for (auto const& [name, model] : std::vector<std::pair<std::string, std::string>>{
+             {"HD Pro Webcam C920 [2]", "HD Pro Webcam C920"},
+             {"Capture [1.3] - S-Video", "Capture - S-Video"},
+             {"Odd [name", "Odd [name"}}) {
+        EXPECT_EQ(V4L2Naming::WithoutPort(name), model);
+    }
+    for (auto const& [bus, port] : std::vector<std::pair<std::string, std::string>>{
+             {"usb-0000:00:14.0-1.2", "1.2"},
+             {"usb-xhci-hcd.0.auto-1", "1"},
+             {"platform:vivid-000", "platform:vivid-000"},
+             {"usb-", "usb-"}}) {
+        EXPECT_EQ(V4L2Naming::PortOf(bus), port);
+    }
+}
+
+TEST(V4L2Naming, LaptopCamerasComeAfterPluggedInOnesAndInfraredNeverByDefault) {
+    auto node = [](int number, char const* card, char const* bus, std::uint32_t caps,
+                   std::vector<std::uint32_t> formats, bool fBuiltIn) {
+        V4L2NodeAnswers answers = Node(number, "uvcvideo", card, bus, caps);
+        answers.pixelFormats = std::move(formats);
+        answers.fBuiltIn = fBuiltIn;
+        return answers;
+    };
+    std::vector<V4L2NodeAnswers> const nodes = {
+        node(0, "Integrated Camera", "usb-0000:00:14.0-8", kCapture, {kCodecMJPEG, kCodecYUYV},
+             true),
+        node(2, "Integrated IR Camera", "usb-0000:00:14.0-8", kCapture, {kCodecGrey}, true),
+        node(4, "Intel IPU6 ISYS Capture 0", "PCI:0000:00:05.0", kCapture | V4L2_CAP_IO_MC,
+             {V4L2_PIX_FMT_SGRBG10}, false),
+        node(5, "HD Pro Webcam C920", "usb-0000:00:14.0-1", kCapture, {kCodecMJPEG}, false),
+        node(6, "vivid", "platform:vivid-000", kCapture | V4L2_CAP_IO_MC, {kCodecYUYV}, false)};
+    std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
+    std::vector<std::string> defaults;
+    for (CaptureDevice const* device : CaptureRegistry::DefaultOrder(devices)) {
+        defaults.push_back(device->name);
+    }
+    EXPECT_EQ(defaults, (std::vector<std::string>{"HD Pro Webcam C920", "Integrated Camera",
+                                                  "vivid"}));
+    EXPECT_EQ(devices.size(), 4u) << "the raw media-controller node is no camera";
 }
 
 TEST(V4L2Naming, MoreDetailOnlyWhereNamesStillClash) {
@@ -300,13 +341,6 @@ TEST(V4L2Naming, NamesAreCutBetweenCharactersNeverInsideOne) {
     }
 }
 
-TEST(V4L2Naming, PortOfBusInfo) {
-    EXPECT_EQ(V4L2Naming::PortOf("usb-0000:00:14.0-1.2"), "1.2");
-    EXPECT_EQ(V4L2Naming::PortOf("usb-xhci-hcd.0.auto-1"), "1");
-    EXPECT_EQ(V4L2Naming::PortOf("platform:vivid-000"), "platform:vivid-000");
-    EXPECT_EQ(V4L2Naming::PortOf("usb-"), "usb-");
-}
-
 // ---- The node scan ----
 
 TEST(V4L2BackEnd, NodesAreScannedByNumberAndNonDevicesSkipped) {
@@ -341,4 +375,68 @@ TEST(V4L2BackEnd, NodesAreScannedByNumberAndNonDevicesSkipped) {
     EXPECT_EQ(backEnd.OpenInput(gone, 3, 640, 480, source), paramErr);
 }
 
+int sCapabilityQueries = 0;
+
+// Every node answers as a webcam, and the questions are counted.
+int AnswerAsWebcam(int, unsigned long request, void* arg) {
+    if (request != VIDIOC_QUERYCAP) {
+        errno = ENOTTY;
+        return -1;
+    }
+    ++sCapabilityQueries;
+    auto& capability = *static_cast<v4l2_capability*>(arg);
+    capability = {};
+    std::strcpy(reinterpret_cast<char*>(capability.driver), "uvcvideo");
+    std::strcpy(reinterpret_cast<char*>(capability.card), "USB Camera");
+    capability.device_caps = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+    capability.capabilities = capability.device_caps | V4L2_CAP_DEVICE_CAPS;
+    return 0;
+}
+
+TEST(V4L2BackEnd, TheListIsScannedAgainOnlyWhenANodeComesOrGoes) {
+    std::string const folder = TestEnvironment::Home() + "/watched";
+    std::filesystem::create_directories(folder);
+    TestEnvironment::WriteFile(folder + "/video0", "");
+    SetV4L2IoctlFunction(AnswerAsWebcam);
+    sCapabilityQueries = 0;
+    V4L2BackEnd backEnd;
+    backEnd.SetDeviceFolder(folder);
+    auto const paths = [&backEnd] {
+        std::vector<CaptureDevice> devices;
+        backEnd.ListDevices(devices);
+        std::vector<std::string> result;
+        for (CaptureDevice const& device : devices) {
+            result.push_back(device.path.substr(device.path.rfind('/') + 1));
+        }
+        return result;
+    };
+    EXPECT_EQ(paths(), std::vector<std::string>{"video0"});
+    EXPECT_EQ(paths(), std::vector<std::string>{"video0"});
+    EXPECT_EQ(sCapabilityQueries, 1) << "looking again opened the nodes again";
+    std::uint64_t const generation = backEnd.Generation();
+
+    TestEnvironment::WriteFile(folder + "/video3", "");  // plugged in
+    TestEnvironment::WriteFile(folder + "/media0", "");  // not a video node: no scan
+    EXPECT_EQ(paths(), (std::vector<std::string>{"video0", "video3"}));
+    std::filesystem::remove(folder + "/video0");  // unplugged
+    EXPECT_EQ(paths(), std::vector<std::string>{"video3"});
+    EXPECT_EQ(backEnd.Generation(), generation + 2);
+    SetV4L2IoctlFunction(nullptr);
+}
+
 }  // namespace
+
+TEST(LogThrottle, FirstOccurrenceThenACountAtMostEveryInterval) {
+    struct Step {
+        double seconds;
+        bool fLogged;
+        std::uint64_t repeats;
+    };
+    LogThrottle throttle(10.0);
+    for (Step const step : {Step{100.0, true, 0}, Step{100.1, false, 0}, Step{109.9, false, 0},
+                            Step{110.0, true, 3}, Step{115.0, false, 0}, Step{200.0, true, 2}}) {
+        std::uint64_t repeats = 99;
+        EXPECT_EQ(throttle.Note(step.seconds, repeats), step.fLogged) << step.seconds;
+        EXPECT_EQ(repeats, step.repeats) << step.seconds;
+    }
+}

@@ -22,6 +22,14 @@ public:
 
     std::string Lines() const { return Text().substr(mStart); }
     bool Contains(std::string const& text) const { return Lines().find(text) != std::string::npos; }
+    std::size_t Count(std::string const& text) const {
+        std::string const lines = Lines();
+        std::size_t count = 0;
+        for (auto at = lines.find(text); at != std::string::npos; at = lines.find(text, at + 1)) {
+            ++count;
+        }
+        return count;
+    }
 
 private:
     static std::string Text() {

@@ -19,9 +19,10 @@ struct ToolRun {
     std::string output;  // standard output and standard error
 };
 
-ToolRun RunTool(std::string const& arguments) {
+ToolRun RunTool(std::string const& arguments, std::string const& environment = "") {
     ToolRun run;
-    std::string const command = std::string(DUOSCOPE_CAMERAS_TOOL) + " " + arguments + " 2>&1";
+    std::string const command =
+        environment + " " + std::string(DUOSCOPE_CAMERAS_TOOL) + " " + arguments + " 2>&1";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
         return run;
@@ -75,6 +76,22 @@ TEST(DuoscopeCameras, ClearFailures) {
     ToolRun const measured = RunTool("--measure 'Test Pattern Right' 0.3");
     EXPECT_EQ(measured.status, 0) << measured.output;
     EXPECT_NE(measured.output.find("frames a second"), std::string::npos);
+
+    // A camera lost while measured is a failure, said plainly.
+    for (std::string const command : {"--measure 'Test Pattern Right' 2",
+                                      "--stereo 'Test Pattern Left' 'Test Pattern Right' 2"}) {
+        ToolRun const lost = RunTool(command, "DUOSCOPE_TEST_PATTERN_UNPLUG_AFTER=10");
+        EXPECT_EQ(lost.status, 6) << lost.output;
+        EXPECT_NE(lost.output.find("was lost after"), std::string::npos) << lost.output;
+    }
+}
+
+TEST(DuoscopeCameras, StereoReportsEachEyesRateAndTheirTimeApart) {
+    ToolRun const run = RunTool("--stereo 'Test Pattern Left' 'Test Pattern Right' 0.5");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_NE(run.output.find("\"Test Pattern Right\": MJPG 640x480"), std::string::npos)
+        << run.output;
+    EXPECT_NE(run.output.find("eyes apart in time"), std::string::npos);
 }
 
 }  // namespace

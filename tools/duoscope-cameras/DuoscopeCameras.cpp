@@ -2,8 +2,12 @@
 //   duoscope-cameras                          the cameras in walk order, with their formats
 //   duoscope-cameras --snapshot NAME FILE.png one frame of the camera NAME as a PNG
 //   duoscope-cameras --measure NAME SECONDS   delivered frame rate and decode time
+//   duoscope-cameras --stereo LEFT RIGHT SECONDS  two cameras ticked as the program ticks
+//                                                them: each eye's rate, the eyes' time apart
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -32,6 +36,7 @@ enum ExitCode {
     kExitCannotOpen = 3,
     kExitNoFrames = 4,
     kExitCannotWrite = 5,
+    kExitCameraLost = 6,
 };
 
 int Usage() {
@@ -39,6 +44,8 @@ int Usage() {
                  "usage: duoscope-cameras                          list the cameras\n"
                  "       duoscope-cameras --snapshot NAME FILE.png save one frame of camera NAME\n"
                  "       duoscope-cameras --measure NAME SECONDS   frame rate and decode time\n"
+                 "       duoscope-cameras --stereo LEFT RIGHT SECONDS  both eyes' rates and how "
+                 "far apart in time their frames are\n"
                  "NAME is a camera's name as the list shows it, for example \"Test Pattern "
                  "Left\".\n");
     return kExitUsage;
@@ -81,8 +88,10 @@ int ListCameras() {
     return kExitOk;
 }
 
-// Idles until `frames` more frames were decoded or `seconds` passed; false when none came.
-bool WaitForFrames(QCameraGrabCGContext& grabber, std::uint64_t frames, double seconds) {
+// Idles until `frames` more frames were decoded or `seconds` passed; false when they did
+// not come, and `lost` then says whether the camera vanished.
+bool WaitForFrames(QCameraGrabCGContext& grabber, std::uint64_t frames, double seconds,
+                   bool* lost = nullptr) {
     std::uint64_t const target = grabber.GetFrameStatistics().framesDecoded + frames;
     auto const end = Clock::now() + std::chrono::duration<double>(seconds);
     while (Clock::now() < end) {
@@ -91,6 +100,9 @@ bool WaitForFrames(QCameraGrabCGContext& grabber, std::uint64_t frames, double s
             return true;
         }
         if (err == sgDeviceLostErr) {
+            if (lost != nullptr) {
+                *lost = true;
+            }
             return false;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -114,6 +126,8 @@ int OpenNamedCamera(QCameraGrabCGContext& grabber, char const* name) {
         PrintCameraNames(list);
         return kExitUnknownCamera;
     }
+    // A lost camera is a result here: no other camera may take its place.
+    grabber.SetAutoOpenCameraPluggedIn(false, 1.0f);
     int err = grabber.OpenInitialize(kFrameRect, k32ARGBPixelFormat, &camera);
     if (err == noErr) {
         err = grabber.StartRecord();
@@ -159,7 +173,8 @@ int Measure(char const* name, double seconds) {
     // Counted from the first frame, so that opening the camera is not part of the rate.
     grabber.ResetFrameStatistics();
     auto const start = Clock::now();
-    WaitForFrames(grabber, UINT64_MAX / 2, seconds);
+    bool lost = false;
+    WaitForFrames(grabber, UINT64_MAX / 2, seconds, &lost);
     double const elapsed = std::chrono::duration<double>(Clock::now() - start).count();
     auto const& statistics = grabber.GetFrameStatistics();
     double const decoded = static_cast<double>(statistics.framesDecoded);
@@ -175,7 +190,71 @@ int Measure(char const* name, double seconds) {
             "ms at most\n",
             1000.0 * statistics.decodeSeconds / decoded, 1000.0 * statistics.maxDecodeSeconds);
     }
+    if (lost) {
+        std::fprintf(stderr, "duoscope-cameras: camera \"%s\" was lost after %.2f s\n", name,
+                     elapsed);
+        return kExitCameraLost;
+    }
     return statistics.framesDecoded != 0 ? kExitOk : kExitNoFrames;
+}
+
+// Both cameras idled once a tick, 30 ticks a second, as the program's clock does; after
+// each tick the capture times of the eyes' newest frames are compared.
+int Stereo(char const* leftName, char const* rightName, double seconds) {
+    QCameraGrabCGContext left;
+    QCameraGrabCGContext right;
+    if (int const code = OpenNamedCamera(left, leftName); code != kExitOk) {
+        return code;
+    }
+    if (int const code = OpenNamedCamera(right, rightName); code != kExitOk) {
+        return code;
+    }
+    left.ResetFrameStatistics();
+    right.ResetFrameStatistics();
+    auto const tick = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / 30));
+    auto const start = Clock::now();
+    auto const end = start + std::chrono::duration<double>(seconds);
+    double apartSumMs = 0.0;
+    double apartMaxMs = 0.0;
+    long long pairs = 0;
+    char const* lostName = nullptr;
+    for (auto next = start + tick; Clock::now() < end && lostName == nullptr; next += tick) {
+        if (left.Idle() == sgDeviceLostErr) {
+            lostName = leftName;
+        }
+        if (right.Idle() == sgDeviceLostErr) {
+            lostName = rightName;
+        }
+        std::int64_t const leftUs = left.LastFrameCaptureMicroseconds();
+        std::int64_t const rightUs = right.LastFrameCaptureMicroseconds();
+        if (leftUs >= 0 && rightUs >= 0) {
+            double const apartMs = std::abs(static_cast<double>(leftUs - rightUs)) / 1000.0;
+            apartSumMs += apartMs;
+            apartMaxMs = std::max(apartMaxMs, apartMs);
+            ++pairs;
+        }
+        std::this_thread::sleep_until(next);
+    }
+    double const elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+    for (auto const& [name, grabber] : {std::pair<char const*, QCameraGrabCGContext*>{leftName, &left},
+                                        {rightName, &right}}) {
+        auto const& statistics = grabber->GetFrameStatistics();
+        std::printf("\"%s\": %s %dx%d, %.1f frames a second, %llu dropped\n", name,
+                    PixelFourCCText(grabber->mCameraImageDesc.cType).c_str(),
+                    grabber->mCameraImageDesc.width, grabber->mCameraImageDesc.height,
+                    static_cast<double>(statistics.framesDecoded) / elapsed,
+                    static_cast<unsigned long long>(statistics.framesDropped));
+    }
+    if (pairs != 0) {
+        std::printf("eyes apart in time: %.1f ms on average, %.1f ms at most, over %lld ticks\n",
+                    apartSumMs / static_cast<double>(pairs), apartMaxMs, pairs);
+    }
+    if (lostName != nullptr) {
+        std::fprintf(stderr, "duoscope-cameras: camera \"%s\" was lost after %.2f s\n",
+                     lostName, elapsed);
+        return kExitCameraLost;
+    }
+    return pairs != 0 ? kExitOk : kExitNoFrames;
 }
 
 }  // namespace
@@ -198,6 +277,15 @@ int main(int argc, char** argv) {
             return Usage();
         }
         return Measure(argv[2], seconds);
+    }
+    if (command == "--stereo" && argc == 5) {
+        char* end = nullptr;
+        double const seconds = std::strtod(argv[4], &end);
+        if (*end != '\0' || !(seconds > 0.0) || seconds > 3600.0) {
+            std::fprintf(stderr, "duoscope-cameras: SECONDS must be a number above 0\n");
+            return Usage();
+        }
+        return Stereo(argv[2], argv[3], seconds);
     }
     return Usage();
 }
