@@ -109,6 +109,11 @@ struct Pipeline {
     Frame carrier[2];
     long allocations = 0;
     int ticks = 0;
+    bool trace = false;  // print where this tick's allocations are made
+    // CPU seconds of each stage, summed over the ticks: both eyes grabbed (decode and
+    // adjustments), the mux composed, the monitor painted, the broadcast picture drawn.
+    static constexpr char const* kStages[4] = {"grab", "mux", "paint", "broadcast"};
+    double stageSeconds[4] = {};
 
     Pipeline(bool activeStacks, std::vector<Frame> const& l, std::vector<Frame> const& r)
         : rig(activeStacks, QSize(1920, 1080)), left(l), right(r) {}
@@ -120,9 +125,21 @@ struct Pipeline {
         TestPatternBackEnd::InjectFrame(0, std::move(carrier[0]));
         TestPatternBackEnd::InjectFrame(1, std::move(carrier[1]));
         long const before = gAllocations.load();
+        gTraceAllocations = trace;
+        double t[5];
+        t[0] = ProcessSeconds();
         rig.Grab();
-        rig.Compose();
+        t[1] = ProcessSeconds();
+        rig.monitor.composeMonitorImage();
+        t[2] = ProcessSeconds();
+        rig.monitor.drawRect(rig.screen, QRectF(QPointF(0, 0), QSizeF(rig.screen.size())));
+        t[3] = ProcessSeconds();
         rig.Broadcast();
+        t[4] = ProcessSeconds();
+        gTraceAllocations = false;
+        for (int stage = 0; stage < 4; ++stage) {
+            stageSeconds[stage] += t[stage + 1] - t[stage];
+        }
         allocations += gAllocations.load() - before;
         ++ticks;
     }
@@ -170,6 +187,7 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
     }
     pipeline.allocations = 0;
     pipeline.ticks = 0;
+    std::fill(std::begin(pipeline.stageSeconds), std::end(pipeline.stageSeconds), 0.0);
     std::vector<double> tickCpu, tickWall, decodeCpu, decodeWall;
     bool decoded = true;
     for (int round = 0; round < rounds; ++round) {
@@ -192,6 +210,12 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
                 "ratio %.3f  allocations/tick %.2f\n",
                 name, tick, Median(tickWall) * 1e3, decode, Median(decodeWall) * 1e3,
                 tick / decode, static_cast<double>(pipeline.allocations) / pipeline.ticks);
+    std::printf("%-14s stages (ms cpu, mean):", "");
+    for (int stage = 0; stage < 4; ++stage) {
+        std::printf(" %s %.3f", Pipeline::kStages[stage],
+                    pipeline.stageSeconds[stage] * 1e3 / pipeline.ticks);
+    }
+    std::printf("\n");
     std::printf("pipeline_%s_ms_per_tick=%.4f\n", activeStacks ? "active" : "neutral", tick);
 }
 
@@ -203,9 +227,8 @@ void TraceOneTick(std::vector<Frame> const& left, std::vector<Frame> const& righ
     }
     std::printf("--- allocations of one tick, active stacks ---\n");
     std::fflush(stdout);
-    gTraceAllocations = true;
+    pipeline.trace = true;
     pipeline.Tick(5);
-    gTraceAllocations = false;
 }
 
 }  // namespace
