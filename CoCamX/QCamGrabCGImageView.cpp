@@ -146,8 +146,20 @@ bool QCamGrabCGImageView::cameraTimer(QTimer* timer) {
     bool const grabbed = QCamGrabViewBase::cameraTimer(timer);
     // Without a running camera the frame buffer only holds black or the last frame before
     // the camera went: that is no picture, so the monitor shows the other eye alone.
-    setCameraImageRef(_grabber.mVideoChannel != nullptr ? _grabber.mCamContext.ConstructCGImage()
-                                                        : QImage());
+    // The image over the frame memory is made again only when that memory or its shape
+    // changes; every other tick reads the new frame through the same image.
+    CoreGraphics::BitmapContext const& frame = _grabber.mCamContext;
+    if (_grabber.mVideoChannel == nullptr) {
+        setCameraImageRef(QImage());
+    } else if (_cameraImageRef.isNull() || _cameraImageRef.constBits() != frame.mImageDataBytes ||
+               _cameraImageRef.width() != static_cast<int>(frame.mImageWidth) ||
+               _cameraImageRef.height() != static_cast<int>(frame.mImageHeight) ||
+               _cameraImageRef.bytesPerLine() != static_cast<qsizetype>(frame.mImageRowBytes) ||
+               _cameraImageRef.format() != frame.mImageFormat) {
+        setCameraImageRef(frame.ConstructCGImage());
+    } else {
+        updateEyePicture();
+    }
     update();
     return !grabbed;
 }

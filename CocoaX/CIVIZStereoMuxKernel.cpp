@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "platform/imaging/CIKernel.h"
 #include "platform/imaging/CIPixelKernels.h"
@@ -19,6 +20,11 @@ StereoMuxCoefficients StereoMuxCoefficientsForSwap(float swapEyes) {
                 static_cast<int16_t>(std::lround(((1.0 - s) * left + s * right) * scale));
             coefficients.weights[out][3 + in] =
                 static_cast<int16_t>(std::lround(((1.0 - s) * right + s * left) * scale));
+        }
+        for (int pair = 0; pair < 3; ++pair) {
+            uint32_t const low = static_cast<uint16_t>(coefficients.weights[out][2 * pair]);
+            uint32_t const high = static_cast<uint16_t>(coefficients.weights[out][2 * pair + 1]);
+            coefficients.pairs[out][pair] = static_cast<int32_t>(low | (high << 16));
         }
     }
     return coefficients;
@@ -50,16 +56,33 @@ void StereoMuxRow_C(uint32_t const* right, uint32_t const* left, uint32_t* dst, 
 void StereoMuxRow(uint32_t const* right, uint32_t const* left, uint32_t* dst, int width,
                   StereoMuxCoefficients const& coefficients) {
     int done = 0;
+#if defined(CI_HAVE_AVX2)
+    if (CIUseAVX2Kernels()) {
+        done = width & ~15;
+        StereoMuxRow_AVX2(right, left, dst, done, coefficients);
+    }
+#endif
 #if defined(CI_HAVE_SSE2)
     if (CIUseSSE2Kernels()) {
-        done = width & ~7;
-        StereoMuxRow_SSE2(right, left, dst, done, coefficients);
+        int const count = (width - done) & ~7;
+        StereoMuxRow_SSE2(right + done, left + done, dst + done, count, coefficients);
+        done += count;
     }
 #endif
     StereoMuxRow_C(right + done, left + done, dst + done, width - done, coefficients);
 }
 
 void StereoMuxKernelRoutine(CIKernelRow const& row) {
-    StereoMuxRow(row.samplers[0], row.samplers[1], row.out, row.count,
-                 StereoMuxCoefficientsForSwap(row.numbers[0]));
+    // Every row of a frame carries the same swap value: its weights are made at the first
+    // row and kept while the value stays (per thread, as rows may be rendered on several).
+    thread_local float tCachedSwap = 0.0f;
+    thread_local bool tCached = false;
+    thread_local StereoMuxCoefficients tCoefficients{};
+    float const swap = row.numbers[0];
+    if (!tCached || std::memcmp(&swap, &tCachedSwap, sizeof swap) != 0) {
+        tCoefficients = StereoMuxCoefficientsForSwap(swap);
+        tCachedSwap = swap;
+        tCached = true;
+    }
+    StereoMuxRow(row.samplers[0], row.samplers[1], row.out, row.count, tCoefficients);
 }

@@ -22,10 +22,13 @@ inline constexpr double kStereoMuxDuboisRight[3][3] = {
 
 inline constexpr int kStereoMuxFractionBits = 14;
 
-// The weights of one call, per output channel (red, green, blue): left red, green, blue, then
-// right red, green, blue, in Q14. Consecutive pairs are what the SSE2 form multiplies at once.
+// The weights of one frame, per output channel (red, green, blue): left red, green, blue, then
+// right red, green, blue, in Q14. `pairs` holds consecutive weights two to a 32-bit word, first
+// one low, as the vector forms multiply them at once: (left r, left g), (left b, right r),
+// (right g, right b). Made once per frame, not per row.
 struct StereoMuxCoefficients {
     int16_t weights[3][6];
+    int32_t pairs[3][3];
 };
 StereoMuxCoefficients StereoMuxCoefficientsForSwap(float swapEyes);
 
@@ -35,7 +38,11 @@ void StereoMuxRow_C(uint32_t const* right, uint32_t const* left, uint32_t* dst, 
 // The same for a width that is a multiple of 8; identical results.
 void StereoMuxRow_SSE2(uint32_t const* right, uint32_t const* left, uint32_t* dst, int width,
                        StereoMuxCoefficients const& coefficients);
-// Any width: SSE2 over width & ~7 unless the reference is forced, the reference for the tail.
+// The same for a width that is a multiple of 16; identical results.
+void StereoMuxRow_AVX2(uint32_t const* right, uint32_t const* left, uint32_t* dst, int width,
+                       StereoMuxCoefficients const& coefficients);
+// Any width: the widest vector form the processor has (unless the reference is forced) over
+// as much of the row as it takes, the narrower ones and the reference for the rest.
 void StereoMuxRow(uint32_t const* right, uint32_t const* left, uint32_t* dst, int width,
                   StereoMuxCoefficients const& coefficients);
 

@@ -4,17 +4,6 @@
 
 #include "CocoaX/CIVIZStereoMuxKernel.h"
 
-namespace {
-
-// A pair of 16-bit weights in each 32-bit lane, first weight low, for pmaddwd.
-__m128i WeightPair(int16_t first, int16_t second) {
-    return _mm_set1_epi32(
-        static_cast<int>(static_cast<uint16_t>(first) |
-                         (static_cast<uint32_t>(static_cast<uint16_t>(second)) << 16)));
-}
-
-}  // namespace
-
 void StereoMuxRow_SSE2(uint32_t const* right, uint32_t const* left, uint32_t* dst, int width,
                        StereoMuxCoefficients const& coefficients) {
     __m128i const kLowByte = _mm_set1_epi32(0x000000FF);
@@ -25,8 +14,7 @@ void StereoMuxRow_SSE2(uint32_t const* right, uint32_t const* left, uint32_t* ds
     __m128i weights[3][3];
     for (int out = 0; out < 3; ++out) {
         for (int pair = 0; pair < 3; ++pair) {
-            weights[out][pair] = WeightPair(coefficients.weights[out][2 * pair],
-                                            coefficients.weights[out][2 * pair + 1]);
+            weights[out][pair] = _mm_set1_epi32(coefficients.pairs[out][pair]);
         }
     }
 

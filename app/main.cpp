@@ -1,5 +1,6 @@
 // Duoscope: starts the log on the system log, then the application with its one document.
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <unistd.h>
@@ -7,7 +8,9 @@
 #include <sys/socket.h>
 
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "app/AppController.h"
@@ -15,6 +18,8 @@
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCProduct.h"
 #include "app/MainMenu.h"
+#include "component/SharedCameraRecords.h"
+#include "platform/folders/PlatformFolders.h"
 
 char const* g_CoreMachDebug_LogPrefix = kDSCProductName;
 char const* g_CoreMachDebug_LogFileName = "Duoscope.log";
@@ -52,6 +57,18 @@ void InstallTerminationHandlers(AppController& controller) {
     sigaction(SIGINT, &action, nullptr);
 }
 
+// The broadcast needs the component among the resources; a program installed without it
+// still runs, and says where it looked.
+void CheckResources() {
+    std::string const component =
+        PlatformFolders::FolderPath(PlatformFolders::kApplicationResources) + "/" +
+        kCameraComponentFileName;
+    if (access(component.c_str(), R_OK) != 0) {
+        CoreMachDebugLog("Resources incomplete: no %s; broadcasting will not work",
+                         component.c_str());
+    }
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -60,7 +77,19 @@ int main(int argc, char* argv[]) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QString::fromLatin1(kDSCProductName));
     QApplication::setApplicationVersion(QString::fromLatin1(kDSCProductVersion));
-    QApplication::setDesktopFileName(QStringLiteral("duoscope"));
+    QApplication::setDesktopFileName(QStringLiteral("org.duoscope.Duoscope"));
+
+    QCommandLineParser options;
+    options.setApplicationDescription(QStringLiteral("Two webcams as one stereoscopic camera"));
+    options.addHelpOption();
+    options.addVersionOption();
+    QCommandLineOption const quitAfter(
+        QStringLiteral("quit-after"),
+        QStringLiteral("Quit, as closing the window does, after <milliseconds>."),
+        QStringLiteral("milliseconds"));
+    options.addOption(quitAfter);
+    options.process(application);
+    CheckResources();
 
     AppController controller;
     MainMenu mainMenu(controller);
@@ -73,6 +102,15 @@ int main(int argc, char* argv[]) {
 
     controller.applicationDidFinishLaunching(&application);
     controller.newDocument(nullptr);  // the untitled document every launch opens
+    if (options.isSet(quitAfter)) {
+        bool valid = false;
+        int const milliseconds = options.value(quitAfter).toInt(&valid);
+        VERIFY(valid && milliseconds >= 0);
+        QTimer::singleShot(valid ? std::max(milliseconds, 0) : 0, &controller, [&controller] {
+            controller.closeAllDocuments();
+            QApplication::quit();
+        });
+    }
     int const result = QApplication::exec();
     controller.applicationWillTerminate(&application);
     return result;

@@ -11,80 +11,18 @@
 #include <chrono>
 #include <cstdlib>
 #include <new>
-#include <vector>
 
 #include <QApplication>
-#include <QComboBox>
 
 #include <benchmark/benchmark.h>
 
-#include "CoCamX/NSUICICameraControls.h"
-#include "CoCamX/NSUIControls.h"
-#include "CoCamX/NSUISegmentedControl.h"
-#include "CoCamX/QCamGrabCGImageView.h"
-#include "app/DSCStereoView.h"
+#include "bench/support/StereoRig.h"
 #include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
-#include "platform/imaging/CIContext.h"
 
 std::atomic<long> gAllocations{0};
 
 namespace {
-
-struct StereoRig {
-    QComboBox leftPopUp, rightPopUp;
-    NSUICameraAdjustPanel leftPanel, rightPanel;
-    QCamGrabCGImageView left, right;
-    NSUISegmentedControl control;
-    DSCStereoView monitor;
-    QImage screen{640, 480, QImage::Format_ARGB32_Premultiplied};
-    std::vector<std::uint32_t> broadcastBuffer = std::vector<std::uint32_t>(640 * 480);
-    std::unique_ptr<CIContext> broadcast =
-        CIContext::contextWithBitmap(broadcastBuffer.data(), 640, 480, 640 * 4);
-
-    explicit StereoRig(bool activeStacks = false) {
-        TestPatternBackEnd::SetFreeRunning(true);
-        left.setCameraControls(leftPanel.controls());
-        right.setCameraControls(rightPanel.controls());
-        if (activeStacks) {
-            // Every stage at work: white point, exposure, colour controls and a mirror.
-            for (NSUICameraAdjustPanel* panel : {&leftPanel, &rightPanel}) {
-                NSUICICameraControls::Outlets const& o = panel->controls()->outlets();
-                o.whiteBalanceColor->setColor(QColor(230, 215, 200));
-                o.whiteBalanceEnable->setState(1);
-                o.exposureSlider->setDoubleValue(0.4);
-                o.brightnessSlider->setDoubleValue(0.02);
-                o.contrastSlider->setDoubleValue(1.1);
-                o.saturationSlider->setDoubleValue(1.2);
-                o.mirrorImageX->setState(1);
-            }
-        }
-        left.setCameraPopUpButton(&leftPopUp);
-        right.setCameraPopUpButton(&rightPopUp);
-        monitor.setEyes(&left, &right);
-        monitor.setMonitorImageTypeControl(&control);
-        left.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
-        right.cameraOpen(QSizeF(640, 480), QSizeF(640, 480));
-        Grab();
-    }
-    ~StereoRig() {
-        left.cameraClose();
-        right.cameraClose();
-        TestPatternBackEnd::SetFreeRunning(false);
-    }
-    void Grab() {
-        left.cameraTimer(nullptr);
-        right.cameraTimer(nullptr);
-    }
-    void Compose() {
-        monitor.composeMonitorImage();
-        monitor.drawRect(screen, QRectF(0, 0, 640, 480));
-    }
-    void Broadcast() {
-        CIImage const image = monitor.monitorImage();
-        broadcast->drawImage(image, QPointF(0, 0), image.extent());
-    }
-};
 
 void BM_TickWhole(benchmark::State& state) {
     StereoRig rig(state.range(0) != 0);

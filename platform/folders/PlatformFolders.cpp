@@ -30,20 +30,23 @@ std::string XdgFolder(char const* variable, char const* defaultUnderHome) {
     return HomeFolder() + "/" + defaultUnderHome;
 }
 
+// Installed, the resources sit at a fixed place relative to the program (the tree can be
+// moved as a whole); a program run from the build tree, or a test, uses the build's staged
+// folder; the configured install location is the last resort.
 std::string ApplicationResourcesFolder() {
     std::error_code error;
-    std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", error);
+    std::filesystem::path const exe = std::filesystem::read_symlink("/proc/self/exe", error);
     if (!error) {
-        std::filesystem::path installed = exe.parent_path().parent_path() / "share" / "duoscope";
+        std::filesystem::path const installed =
+            (exe.parent_path() / DUOSCOPE_RESOURCES_FROM_BINDIR).lexically_normal();
         if (std::filesystem::is_directory(installed, error)) {
             return installed.string();
         }
     }
-#ifdef DUOSCOPE_BUILD_RESOURCE_DIR
-    return DUOSCOPE_BUILD_RESOURCE_DIR;
-#else
-    return "/usr/share/duoscope";
-#endif
+    if (std::filesystem::is_directory(DUOSCOPE_BUILD_RESOURCE_DIR, error)) {
+        return DUOSCOPE_BUILD_RESOURCE_DIR;
+    }
+    return DUOSCOPE_INSTALLED_RESOURCE_DIR;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 
 #include <cmath>
+#include <iostream>
 
 #include <gtest/gtest.h>
 
@@ -133,37 +134,45 @@ INSTANTIATE_TEST_SUITE_P(Kernels, StereoMux, ::testing::Values(false, true),
                          [](auto const& info) { return info.param ? "Reference" : "SIMD"; });
 
 TEST(StereoMuxRow, SIMDMatchesReferenceByteForByte) {
-    if (!CIUseSSE2Kernels()) {
-        GTEST_SKIP() << "no SSE2 kernels on this machine";
-    }
+    using Row = void (*)(uint32_t const*, uint32_t const*, uint32_t*, int,
+                         StereoMuxCoefficients const&);
+    struct Form {
+        char const* name;
+        Row row;
+        bool available;
+        int step;  // pixels per vector step: widths are multiples of it
+    };
+    Form const forms[] = {{"SSE2", StereoMuxRow_SSE2, CIUseSSE2Kernels(), 8},
+                          {"AVX2", StereoMuxRow_AVX2, CIUseAVX2Kernels(), 16}};
     std::mt19937 rng(70);
-    std::vector<int> widths;
-    for (int w = 8; w <= 48; w += 8) {
-        widths.push_back(w);
-    }
-    widths.insert(widths.end(), {640, 1024});
-    for (float swap : {0.0f, 1.0f, 0.3f}) {
-        StereoMuxCoefficients const coefficients = StereoMuxCoefficientsForSwap(swap);
-        for (int width : widths) {
-            for (int offset : {0, 1, 3}) {  // unaligned starts
-                // Buffers end where the row does, so an over-read shows under ASan.
-                std::vector<uint32_t> right(size_t(width + offset)), left(size_t(width + offset));
-                for (size_t i = 0; i < right.size(); ++i) {
-                    right[i] = RandomPixel(rng, i % 3 != 0);
-                    left[i] = RandomPixel(rng, i % 5 != 0);
+    for (Form const& form : forms) {
+        if (!form.available) {
+            std::cout << "no " << form.name << " on this machine\n";
+            continue;
+        }
+        for (float swap : {0.0f, 1.0f, 0.3f}) {
+            StereoMuxCoefficients const coefficients = StereoMuxCoefficientsForSwap(swap);
+            for (int width : {form.step, 2 * form.step, 3 * form.step, 640, 1024}) {
+                for (int offset : {0, 1, 3}) {  // unaligned starts
+                    // Buffers end where the row does, so an over-read shows under ASan.
+                    size_t const n = size_t(width + offset);
+                    std::vector<uint32_t> right(n), left(n), simd(n), reference(n);
+                    for (size_t i = 0; i < n; ++i) {
+                        right[i] = RandomPixel(rng, i % 3 != 0);
+                        left[i] = RandomPixel(rng, i % 5 != 0);
+                    }
+                    form.row(right.data() + offset, left.data() + offset, simd.data() + offset,
+                             width, coefficients);
+                    StereoMuxRow_C(right.data() + offset, left.data() + offset,
+                                   reference.data() + offset, width, coefficients);
+                    ASSERT_EQ(simd, reference)
+                        << form.name << " width " << width << " offset " << offset;
                 }
-                std::vector<uint32_t> simd(size_t(width + offset)),
-                    reference(size_t(width + offset));
-                StereoMuxRow_SSE2(right.data() + offset, left.data() + offset, simd.data() + offset,
-                                  width, coefficients);
-                StereoMuxRow_C(right.data() + offset, left.data() + offset,
-                               reference.data() + offset, width, coefficients);
-                ASSERT_EQ(simd, reference) << "width " << width << " offset " << offset;
             }
         }
     }
-    // The dispatcher's tail: odd widths mix both forms.
-    for (int width : {1, 7, 9, 641}) {
+    // The dispatcher's tail: odd widths mix the forms.
+    for (int width : {1, 7, 9, 23, 31, 641}) {
         size_t const n = size_t(width);
         std::vector<uint32_t> right(n), left(n), a(n), b(n);
         for (int i = 0; i < width; ++i) {
