@@ -5,10 +5,8 @@
 //
 // Runs in a temporary home: it installs the component there, never in the real one.
 
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -18,40 +16,20 @@
 #include <benchmark/benchmark.h>
 
 #include "CoCamX/NSUICamBroadcastControlFast.h"
+#include "bench/support/AllocationCounter.h"
 #include "component/LoopbackDevice.h"
 #include "platform/imaging/CIContext.h"
 
 namespace {
 
-std::atomic<long> sAllocations{0};
-std::atomic<long> sFrameSizedAllocations{0};
-constexpr std::size_t kFrameSizedBytes = 640 * 480;  // a quarter of an ARGB frame already counts
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    sAllocations.fetch_add(1, std::memory_order_relaxed);
-    if (size >= kFrameSizedBytes) {
-        sFrameSizedAllocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-
-namespace {
-
 struct Counted {
-    long allocations = sAllocations.load();
-    long frameSized = sFrameSizedAllocations.load();
+    long allocations = BenchAllocations::Count();
+    long frameSized = BenchAllocations::FrameSizedCount();
     void Report(benchmark::State& state) const {
         double const iterations = static_cast<double>(state.iterations());
-        state.counters["allocs/tick"] = (sAllocations.load() - allocations) / iterations;
+        state.counters["allocs/tick"] = (BenchAllocations::Count() - allocations) / iterations;
         state.counters["frame-sized allocs/tick"] =
-            (sFrameSizedAllocations.load() - frameSized) / iterations;
+            (BenchAllocations::FrameSizedCount() - frameSized) / iterations;
     }
 };
 

@@ -11,28 +11,23 @@
 //   DUOSCOPE_TRACE_ALLOCATIONS=1 build/bench/Pipeline_bench   also prints where one tick allocates
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <execinfo.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <new>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include <turbojpeg.h>
 
 #include <QApplication>
 
+#include "bench/support/AllocationCounter.h"
 #include "bench/support/StereoRig.h"
 #include "platform/capture/TestPatternSource.h"
 
-std::atomic<long> gAllocations{0};
-std::atomic<bool> gTraceAllocations{false};
 
 namespace {
 
@@ -124,8 +119,8 @@ struct Pipeline {
         carrier[1].assign(right[i].begin(), right[i].end());
         TestPatternBackEnd::InjectFrame(0, std::move(carrier[0]));
         TestPatternBackEnd::InjectFrame(1, std::move(carrier[1]));
-        long const before = gAllocations.load();
-        gTraceAllocations = trace;
+        long const before = BenchAllocations::Count();
+        BenchAllocations::SetTracing(trace);
         double t[5];
         t[0] = ProcessSeconds();
         rig.Grab();
@@ -136,11 +131,11 @@ struct Pipeline {
         t[3] = ProcessSeconds();
         rig.Broadcast();
         t[4] = ProcessSeconds();
-        gTraceAllocations = false;
+        BenchAllocations::SetTracing(false);
         for (int stage = 0; stage < 4; ++stage) {
             stageSeconds[stage] += t[stage + 1] - t[stage];
         }
-        allocations += gAllocations.load() - before;
+        allocations += BenchAllocations::Count() - before;
         ++ticks;
     }
 };
@@ -232,25 +227,6 @@ void TraceOneTick(std::vector<Frame> const& left, std::vector<Frame> const& righ
 }
 
 }  // namespace
-
-void* operator new(std::size_t size) {
-    ++gAllocations;
-    if (gTraceAllocations.exchange(false)) {  // not while tracing this one
-        void* stack[16];
-        int const depth = backtrace(stack, 16);
-        char header[64];
-        int const length = std::snprintf(header, sizeof header, "new(%zu)\n", size);
-        [[maybe_unused]] ssize_t const written = write(STDOUT_FILENO, header, size_t(length));
-        backtrace_symbols_fd(stack + 1, depth - 1, STDOUT_FILENO);
-        gTraceAllocations = true;
-    }
-    if (void* p = std::malloc(size == 0 ? 1 : size)) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 int main(int argc, char** argv) {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);

@@ -7,33 +7,31 @@
 // a camera comes and goes, and the camera menus' rebuild.
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <new>
 
 #include <QApplication>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/support/AllocationCounter.h"
 #include "bench/support/StereoRig.h"
 #include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
 
-std::atomic<long> gAllocations{0};
 
 namespace {
 
 void BM_TickWhole(benchmark::State& state) {
     StereoRig rig(state.range(0) != 0);
-    long const before = gAllocations.load();
+    long const before = BenchAllocations::Count();
     for (auto _ : state) {
         rig.Grab();
         rig.Compose();
         rig.Broadcast();
     }
     benchmark::DoNotOptimize(rig.broadcastBuffer.data());
-    state.counters["allocs"] = benchmark::Counter(static_cast<double>(gAllocations - before),
+    state.counters["allocs"] = benchmark::Counter(static_cast<double>(BenchAllocations::Count() - before),
                                                   benchmark::Counter::kAvgIterations);
 }
 BENCHMARK(BM_TickWhole)->ArgName("activeStacks")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
@@ -124,16 +122,6 @@ void BM_CameraMenuRebuild(benchmark::State& state) {
 BENCHMARK(BM_CameraMenuRebuild)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
-
-void* operator new(std::size_t size) {
-    ++gAllocations;
-    if (void* p = std::malloc(size == 0 ? 1 : size)) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 int main(int argc, char** argv) {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
