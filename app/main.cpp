@@ -69,26 +69,48 @@ void CheckResources() {
     }
 }
 
+QCommandLineOption const& QuitAfterOption() {
+    static QCommandLineOption const option(
+        QStringLiteral("quit-after"),
+        QStringLiteral("Quit, as closing the window does, after <milliseconds>."),
+        QStringLiteral("milliseconds"));
+    return option;
+}
+
+// Parses the command line; --help and --version print and exit here.
+void ProcessOptions(QCommandLineParser& options, QCoreApplication& application) {
+    QCoreApplication::setApplicationName(QString::fromLatin1(kDSCProductName));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(kDSCProductVersion));
+    options.setApplicationDescription(QStringLiteral("Two webcams as one stereoscopic camera"));
+    options.addHelpOption();
+    options.addVersionOption();
+    options.addOption(QuitAfterOption());
+    options.process(application);
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
     CoreMachDebugLogSetUseLogger(kCoreLogOutputASL);
 
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QString::fromLatin1(kDSCProductName));
-    QApplication::setApplicationVersion(QString::fromLatin1(kDSCProductVersion));
-    QApplication::setDesktopFileName(QStringLiteral("org.duoscope.Duoscope"));
+    // Asking for help or the version needs no display.
+    bool const informational = std::any_of(argv + 1, argv + argc, [](char const* argument) {
+        QByteArray const option(argument);
+        return option == "-h" || option == "--help" || option == "--help-all" || option == "-v" ||
+               option == "--version";
+    });
+    if (informational) {
+        QCoreApplication core(argc, argv);
+        QCommandLineParser options;
+        ProcessOptions(options, core);
+        return 0;
+    }
 
+    QApplication application(argc, argv);
+    QApplication::setDesktopFileName(QStringLiteral("org.duoscope.Duoscope"));
     QCommandLineParser options;
-    options.setApplicationDescription(QStringLiteral("Two webcams as one stereoscopic camera"));
-    options.addHelpOption();
-    options.addVersionOption();
-    QCommandLineOption const quitAfter(
-        QStringLiteral("quit-after"),
-        QStringLiteral("Quit, as closing the window does, after <milliseconds>."),
-        QStringLiteral("milliseconds"));
-    options.addOption(quitAfter);
-    options.process(application);
+    ProcessOptions(options, application);
+    QCommandLineOption const& quitAfter = QuitAfterOption();
     CheckResources();
 
     AppController controller;
