@@ -169,9 +169,9 @@ void DSCDocument::restoreWindowSettings() {
         QString::fromLatin1(kLeftEyeSettingsPrefix));
     mUi->rightAdjustPanel->controls()->restoreEyeSettings(
         QString::fromLatin1(kRightEyeSettingsPrefix));
-    std::optional<double> const type = defaults.numberForKey(kMonitorImageTypeKey);
-    if (type && *type >= DSCStereoView::kMonitorLeftEye && *type <= DSCStereoView::kMonitorRightEye) {
-        mUi->stereoView->setMonitorImageType(static_cast<int>(*type));
+    int const type = static_cast<int>(defaults.numberForKey(kMonitorImageTypeKey).value_or(0));
+    if (type >= DSCStereoView::kMonitorLeftEye && type <= DSCStereoView::kMonitorRightEye) {
+        mUi->stereoView->setMonitorImageType(type);
     }
     if (std::optional<std::string> const geometry = defaults.stringForKey(kWindowGeometryKey)) {
         mWindow->restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
