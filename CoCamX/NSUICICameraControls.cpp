@@ -256,7 +256,7 @@ void NSUICICameraControls::preferencesLoadDefaults(QObject* sender) {
         double const state = NSUserDefaultLoadKind<double>(entry.key, 0.0);
         if (entry.button != nullptr) {
             QSignalBlocker const blocker(entry.button);
-            entry.button->setState(static_cast<int>(state));
+            entry.button->setState(state > 0.0 ? 1 : state < 0.0 ? -1 : 0);  // any number, or NaN
         }
     }
     // The white-balance colour is saved but not taken back: the well keeps its colour.

@@ -169,9 +169,10 @@ void DSCDocument::restoreWindowSettings() {
         QString::fromLatin1(kLeftEyeSettingsPrefix));
     mUi->rightAdjustPanel->controls()->restoreEyeSettings(
         QString::fromLatin1(kRightEyeSettingsPrefix));
-    int const type = static_cast<int>(defaults.numberForKey(kMonitorImageTypeKey).value_or(0));
-    if (type >= DSCStereoView::kMonitorLeftEye && type <= DSCStereoView::kMonitorRightEye) {
-        mUi->stereoView->setMonitorImageType(type);
+    // Checked before the conversion: a damaged file may hold any number, or none.
+    double const type = defaults.numberForKey(kMonitorImageTypeKey).value_or(0.0);
+    if (type >= 1.0 && type <= 4.0) {
+        mUi->stereoView->setMonitorImageType(static_cast<int>(type));
     }
     if (std::optional<std::string> const geometry = defaults.stringForKey(kWindowGeometryKey)) {
         mWindow->restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
