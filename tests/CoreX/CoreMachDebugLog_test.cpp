@@ -86,16 +86,6 @@ TEST_F(LogFileTest, FileModeNeverCreatesTheFolderAndRecoversOnceItExists) {
     EXPECT_EQ(std::string(CoreMachDebugLogFilePath()), LogsFolder() + "/Duoscope.log");
 }
 
-TEST_F(LogFileTest, EmptyFileNameSelectsTheDefaultName) {
-    LogOutput output(kCoreLogOutputFile);
-    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
-    char const* saved = g_CoreMachDebug_LogFileName;
-    g_CoreMachDebug_LogFileName = "";
-    CoreMachDebugLog("default\n");
-    g_CoreMachDebug_LogFileName = saved;
-    EXPECT_EQ(TestEnvironment::ReadFile(LogsFolder() + "/CoreConsole.log"), "default\n");
-}
-
 TEST_F(LogFileTest, StdoutModeAlsoWritesTheFileTheSystemLogModeDoesNot) {
     ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
     {

@@ -145,8 +145,6 @@ TEST_F(GrabberTest, SwitchingToTheCurrentCameraChangesNothing) {
     ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
     EXPECT_EQ(right.input, 1);
     EXPECT_EQ(PStr63ToString(right.deviceName), "Duoscope Test Pattern");
-    EXPECT_FALSE(grabber.GetCameraWithDeviceInputName(right, "test pattern right"));
-    ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
     EXPECT_EQ(grabber.SwitchToCamera(right), noErr);
     EXPECT_TRUE(grabber.IsThisTheCurrentCamera(right));
 
@@ -370,15 +368,8 @@ TEST_F(GrabberTest, CamerasAreListedWithoutAChannel) {
     EXPECT_FALSE(grabber.CloseCameraInput());
 
     // With the component still open, a camera opens and records at once.
-    TestLogCapture log;
     ASSERT_EQ(grabber.OpenCameraInput(nullptr), noErr);
     EXPECT_TRUE(NextFrame(grabber));
-    grabber.DumpRelevantInfoToLog();
-    grabber.DebugDumpDeviceInputNames();
-    EXPECT_TRUE(
-        log.Contains("QCameraGrabberBase::GetVideoSampleDescription deviceName:Test "
-                     "Pattern Left inputNameDuoscope Test Pattern inputNumber:0\n"));
-    EXPECT_TRUE(log.Contains("QCamReflecter::ChannelDialogBox deviceInput:Test Pattern Right\n"));
     EXPECT_EQ(grabber.Close(), noErr);
     EXPECT_EQ(grabber.mComponent, nullptr);
     EXPECT_EQ(grabber.mVideoChannel, nullptr);

@@ -13,28 +13,25 @@
 namespace {
 
 using Camera = QSGDeviceList::InputIterator;
-
-struct DeviceSpec {
-    char const* name;
-    std::optional<std::vector<char const*>> inputs;  // none: the device has no input list
-};
+using Inputs = std::optional<std::vector<char const*>>;  // none: the device has no input list
+using Texts = std::vector<std::string>;
 
 class DeviceListTest : public ::testing::Test {
 protected:
     // Fills `list` with the devices as given; the component only has to exist.
-    void Build(QSGDeviceList& list, std::vector<DeviceSpec> const& devices) {
+    void Build(QSGDeviceList& list, std::vector<std::pair<char const*, Inputs>> const& devices) {
         auto record = std::make_unique<SGDeviceListRecord>();
-        for (DeviceSpec const& spec : devices) {
+        for (auto const& [name, inputs] : devices) {
             SGDeviceName device;
-            PStr63FromCString(spec.name, device.name);
-            if (spec.inputs) {
-                auto inputs = std::make_shared<SGDeviceInputListRecord>();
-                for (char const* input : *spec.inputs) {
+            PStr63FromCString(name, device.name);
+            if (inputs) {
+                auto list = std::make_shared<SGDeviceInputListRecord>();
+                for (char const* input : *inputs) {
                     SGDeviceInputName entry;
                     PStr63FromCString(input, entry.name);
-                    inputs->entry.push_back(entry);
+                    list->entry.push_back(entry);
                 }
-                device.inputs = inputs;
+                device.inputs = list;
             }
             record->entry.push_back(device);
         }
@@ -46,80 +43,62 @@ protected:
                std::to_string(camera.input) + ":" + PStr63ToString(camera.inputName);
     }
 
+    // Every camera met from the first (or the last) input, stepping forward (or back).
+    static Texts Walk(QSGDeviceList& list, bool fFromLast, bool fForward) {
+        Texts walk;
+        Camera camera;
+        for (bool fOk = fFromLast ? list.GetLastInput(camera) : list.GetFirstInput(camera); fOk;
+             fOk = fForward ? list.GetNextInput(camera) : list.GetPrevInput(camera)) {
+            walk.push_back(Text(camera));
+        }
+        return walk;
+    }
+
     SGComponent mComponent;
 };
 
-TEST_F(DeviceListTest, DevicesWithoutInputsAreSkipped) {
+TEST_F(DeviceListTest, WalksSkipDevicesWithoutInputsAndStopAtTheEnds) {
+    struct Case {
+        std::vector<std::pair<char const*, Inputs>> devices;
+        Texts forward, lastThenForward, lastThenBack;
+    };
+    Inputs const none;
+    Case const cases[] = {
+        // The last device has no inputs: "last" is the last input of the nearest earlier one.
+        {{{"Empty", Inputs{std::vector<char const*>{}}}, {"None", none}, {"Cam", Inputs{{"c0", "c1"}}}, {"Tail", none}},
+         {"2:Cam/0:c0", "2:Cam/1:c1"},
+         {"2:Cam/1:c1"},
+         {"2:Cam/1:c1", "2:Cam/0:c0"}},
+        // Otherwise "last" is input 0 of the last device.
+        {{{"A", Inputs{{"a0", "a1"}}}, {"B", Inputs{{"b0", "b1"}}}},
+         {"0:A/0:a0", "0:A/1:a1", "1:B/0:b0", "1:B/1:b1"},
+         {"1:B/0:b0", "1:B/1:b1"},
+         {"1:B/0:b0", "0:A/1:a1", "0:A/0:a0"}},
+        {{{"A", none}, {"B", Inputs{std::vector<char const*>{}}}}, {}, {}, {}},
+        {{}, {}, {}, {}},
+    };
+    for (Case const& c : cases) {
+        QSGDeviceList list;
+        Build(list, c.devices);
+        EXPECT_EQ(Walk(list, false, true), c.forward);
+        EXPECT_EQ(Walk(list, true, true), c.lastThenForward);
+        EXPECT_EQ(Walk(list, true, false), c.lastThenBack);
+    }
+
     QSGDeviceList list;
-    Build(list, {{"Empty", std::vector<char const*>{}},
-                 {"None", std::nullopt},
-                 {"Cam", std::vector<char const*>{"c0", "c1"}},
-                 {"Tail", std::nullopt}});
-    Camera camera;
-    ASSERT_TRUE(list.GetFirstInput(camera));
-    EXPECT_EQ(Text(camera), "2:Cam/0:c0");
-    ASSERT_TRUE(list.GetNextInput(camera));
-    EXPECT_EQ(Text(camera), "2:Cam/1:c1");
-    EXPECT_FALSE(list.GetNextInput(camera));  // no wrap-around
-
-    // The last device has no inputs: the last input of the nearest earlier one.
-    ASSERT_TRUE(list.GetLastInput(camera));
-    EXPECT_EQ(Text(camera), "2:Cam/1:c1");
-    ASSERT_TRUE(list.GetPrevInput(camera));
-    EXPECT_EQ(Text(camera), "2:Cam/0:c0");
-    EXPECT_FALSE(list.GetPrevInput(camera));
-
+    Build(list, cases[0].devices);
     std::int16_t count = -1;
     EXPECT_TRUE(list.GetDeviceInputNameCount(1, count));  // a null input list is 0 inputs
     EXPECT_EQ(count, 0);
-    Camera none;
-    none.device = 1;
-    EXPECT_FALSE(list.DeviceHasInputs(none));
-    EXPECT_FALSE(list.IsValidDeviceInput(none));
-}
-
-TEST_F(DeviceListTest, LastInputIsInputZeroOfTheLastDevice) {
-    QSGDeviceList list;
-    Build(list, {{"A", std::vector<char const*>{"a0", "a1"}},
-                 {"B", std::vector<char const*>{"b0", "b1"}}});
-    Camera camera;
-    ASSERT_TRUE(list.GetLastInput(camera));
-    EXPECT_EQ(Text(camera), "1:B/0:b0");
-    ASSERT_TRUE(list.GetNextInput(camera));
-    EXPECT_EQ(Text(camera), "1:B/1:b1");
-    EXPECT_FALSE(list.GetNextInput(camera));
-
-    ASSERT_TRUE(list.GetLastInput(camera));
-    ASSERT_TRUE(list.GetPrevInput(camera));
-    EXPECT_EQ(Text(camera), "0:A/1:a1");
-    ASSERT_TRUE(list.GetPrevInput(camera));
-    EXPECT_EQ(Text(camera), "0:A/0:a0");
-    EXPECT_FALSE(list.GetPrevInput(camera));
-
-    // The whole walk forward.
-    std::vector<std::string> walk;
-    for (bool fOk = list.GetFirstInput(camera); fOk; fOk = list.GetNextInput(camera)) {
-        walk.push_back(Text(camera));
-    }
-    EXPECT_EQ(walk, (std::vector<std::string>{"0:A/0:a0", "0:A/1:a1", "1:B/0:b0", "1:B/1:b1"}));
-}
-
-TEST_F(DeviceListTest, ListsWithoutCameras) {
-    QSGDeviceList noInputs;
-    Build(noInputs, {{"A", std::nullopt}, {"B", std::vector<char const*>{}}});
-    Camera camera;
-    EXPECT_FALSE(noInputs.GetFirstInput(camera));
-    EXPECT_FALSE(noInputs.GetLastInput(camera));
-
-    QSGDeviceList noDevices;
-    Build(noDevices, {});
-    EXPECT_FALSE(noDevices.GetFirstInput(camera));
-    EXPECT_FALSE(noDevices.GetLastInput(camera));
+    Camera noInputs;
+    noInputs.device = 1;
+    EXPECT_FALSE(list.DeviceHasInputs(noInputs));
+    EXPECT_FALSE(list.IsValidDeviceInput(noInputs));
 
     // A list that was never fetched fails every query, and says why.
     TestLogCapture log;
     QSGDeviceList invalid;
-    std::int16_t count = 0;
+    Camera camera;
     EXPECT_FALSE(invalid.IsValid());
     EXPECT_FALSE(invalid.GetDeviceNameCount(count));
     EXPECT_FALSE(invalid.GetFirstInput(camera));
@@ -128,27 +107,20 @@ TEST_F(DeviceListTest, ListsWithoutCameras) {
 
 TEST_F(DeviceListTest, FindInputNamedIsExactAndFirstInWalkOrder) {
     QSGDeviceList list;
-    Build(list, {{"A", std::vector<char const*>{"Front", "Side"}},
-                 {"B", std::vector<char const*>{"Side", "Back"}}});
-    Camera camera;
-    Str63 name;
-    PStr63FromCString("Side", name);
-    ASSERT_TRUE(list.FindInputNamed(name, camera));
-    EXPECT_EQ(Text(camera), "0:A/1:Side");
-    PStr63FromCString("Back", name);
-    ASSERT_TRUE(list.FindInputNamed(name, camera));
-    EXPECT_EQ(Text(camera), "1:B/1:Back");
-    PStr63FromCString("back", name);
-    EXPECT_FALSE(list.FindInputNamed(name, camera));
-    PStr63FromCString("Bac", name);
-    EXPECT_FALSE(list.FindInputNamed(name, camera));
-    PStr63FromCString("A", name);  // device names are not inputs
-    EXPECT_FALSE(list.FindInputNamed(name, camera));
+    Build(list, {{"A", Inputs{{"Front", "Side"}}}, {"B", Inputs{{"Side", "Back"}}}});
+    // Device names are not inputs; case and length must match.
+    for (auto const& [name, found] : std::vector<std::pair<char const*, char const*>>{
+             {"Side", "0:A/1:Side"}, {"Back", "1:B/1:Back"}, {"back", ""}, {"Bac", ""}, {"A", ""}}) {
+        Camera camera;
+        Str63 text;
+        PStr63FromCString(name, text);
+        EXPECT_EQ(list.FindInputNamed(text, camera) ? Text(camera) : "", found) << name;
+    }
 }
 
 TEST_F(DeviceListTest, InputQueriesCheckTheirIndices) {
     QSGDeviceList list;
-    Build(list, {{"A", std::vector<char const*>{"a0"}}});
+    Build(list, {{"A", Inputs{{"a0"}}}});
     TestLogCapture log;
     SGDeviceInputName input;
     EXPECT_TRUE(list.GetDeviceInputName(0, input, 0));
@@ -176,32 +148,25 @@ TEST_F(DeviceListTest, InputQueriesCheckTheirIndices) {
 TEST(InputIterator, EmptinessAndEquality) {
     Camera a;
     EXPECT_TRUE(a.IsEmpty());
-    EXPECT_TRUE(a.IsInputEmpty());
     PStr63FromCString("Cam", a.deviceName);
     EXPECT_FALSE(a.IsDeviceEmpty());  // device 0 with a name is a device
     a.input = 1;
     EXPECT_FALSE(a.IsInputEmpty());
 
+    // Same indices with another name (case, a trailing space) or another input differ.
     Camera b = a;
     EXPECT_TRUE(a == b);
-    PStr63FromCString("cam", b.deviceName);
-    EXPECT_FALSE(a == b);  // same indices, other name
-    b = a;
-    PStr63FromCString("Cam ", b.deviceName);
-    EXPECT_FALSE(a == b);
+    for (char const* other : {"cam", "Cam "}) {
+        b = a;
+        PStr63FromCString(other, b.deviceName);
+        EXPECT_FALSE(a == b) << other;
+    }
     b = a;
     b.input = 2;
     EXPECT_FALSE(a == b);
     b.EmptyInput();
     EXPECT_FALSE(b.IsDeviceEmpty());
     EXPECT_TRUE(b.IsInputEmpty());
-
-    PStr63FromCString("Left", a.inputName);
-    EXPECT_STREQ(a.GetNameForUI(), "Camera Device[0]:'Cam' Input[1]:'Left' \n");
-    TestLogCapture log;
-    a.CoreDebugLog("Here");
-    EXPECT_EQ(log.Lines(),
-              "QSGDeviceList::InputIterator Here:Camera Device[0]:'Cam' Input[1]:'Left' \n\n");
 }
 
 }  // namespace
