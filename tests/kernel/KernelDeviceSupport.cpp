@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <set>
@@ -12,7 +13,15 @@
 
 #include <linux/videodev2.h>
 
+#include <QImage>
+
+#include <libyuv.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "platform/capture/V4L2Resources.h"
+#include "tests/platform/CaptureTestFrames.h"
 
 namespace KernelDeviceSupport {
 
@@ -106,6 +115,124 @@ int DistinctColours(CoreGraphics::BitmapContext const& bitmap) {
         }
     }
     return static_cast<int>(colours.size());
+}
+
+PictureWriter::PictureWriter(std::string const& devicePath, std::uint32_t pixelFormat, int width,
+                             int height, std::vector<std::uint8_t> frame)
+    : mFrame(std::move(frame)) {
+    int const fd = ::open(devicePath.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd < 0) {
+        std::printf("PictureWriter: cannot open %s: %s\n", devicePath.c_str(), std::strerror(errno));
+        return;
+    }
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    format.fmt.pix.pixelformat = pixelFormat;
+    format.fmt.pix.width = static_cast<std::uint32_t>(width);
+    format.fmt.pix.height = static_cast<std::uint32_t>(height);
+    format.fmt.pix.field = V4L2_FIELD_NONE;
+    format.fmt.pix.sizeimage = static_cast<std::uint32_t>(mFrame.size());
+    int const err = V4L2Ioctl(fd, VIDIOC_S_FMT, &format);
+    if (err != 0) {
+        std::printf("PictureWriter: %s refuses the format: %s\n", devicePath.c_str(),
+                    std::strerror(-err));
+        ::close(fd);
+        return;
+    }
+    // Streams through memory-mapped buffers that all hold the frame: each one dequeued
+    // goes straight back. (vivid's output has no write().)
+    v4l2_requestbuffers request{};
+    request.count = 3;
+    request.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    request.memory = V4L2_MEMORY_MMAP;
+    if (V4L2Ioctl(fd, VIDIOC_REQBUFS, &request) != 0 || request.count == 0) {
+        std::printf("PictureWriter: %s: no buffers\n", devicePath.c_str());
+        ::close(fd);
+        return;
+    }
+    for (std::uint32_t index = 0; index < request.count; ++index) {
+        v4l2_buffer buffer{};
+        buffer.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+        buffer.memory = V4L2_MEMORY_MMAP;
+        buffer.index = index;
+        V4L2Ioctl(fd, VIDIOC_QUERYBUF, &buffer);
+        void* data = ::mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                            buffer.m.offset);
+        if (data == MAP_FAILED || buffer.length < mFrame.size()) {
+            std::printf("PictureWriter: %s: cannot map buffer %u\n", devicePath.c_str(), index);
+            ::close(fd);
+            return;
+        }
+        std::memcpy(data, mFrame.data(), mFrame.size());
+        ::munmap(data, buffer.length);
+        buffer.bytesused = static_cast<std::uint32_t>(mFrame.size());
+        V4L2Ioctl(fd, VIDIOC_QBUF, &buffer);
+    }
+    int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    if (V4L2Ioctl(fd, VIDIOC_STREAMON, &type) != 0) {
+        std::printf("PictureWriter: %s: cannot stream\n", devicePath.c_str());
+        ::close(fd);
+        return;
+    }
+    mFd = fd;
+    mThread = std::thread([this] {
+        while (!mStop.load()) {
+            pollfd ready{mFd, POLLOUT, 0};
+            if (::poll(&ready, 1, 100) <= 0) {
+                continue;
+            }
+            v4l2_buffer buffer{};
+            buffer.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+            buffer.memory = V4L2_MEMORY_MMAP;
+            if (V4L2Ioctl(mFd, VIDIOC_DQBUF, &buffer) != 0) {
+                continue;
+            }
+            buffer.bytesused = static_cast<std::uint32_t>(mFrame.size());
+            V4L2Ioctl(mFd, VIDIOC_QBUF, &buffer);
+            ++mFramesWritten;
+        }
+    });
+}
+
+PictureWriter::~PictureWriter() {
+    mStop = true;
+    if (mThread.joinable()) {
+        mThread.join();
+    }
+    if (mFd >= 0) {
+        int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+        V4L2Ioctl(mFd, VIDIOC_STREAMOFF, &type);
+        ::close(mFd);
+    }
+}
+
+std::vector<std::uint8_t> ToYUYV(std::vector<std::uint8_t> const& argb, int width, int height) {
+    std::vector<std::uint8_t> yuyv(std::size_t(width) * height * 2);
+    libyuv::ARGBToYUY2(argb.data(), width * 4, yuyv.data(), width * 2, width, height);
+    return yuyv;
+}
+
+std::vector<std::uint8_t> Mirrored(std::vector<std::uint8_t> const& argb, int width, int height) {
+    std::vector<std::uint8_t> mirrored(argb.size());
+    libyuv::ARGBMirror(argb.data(), width * 4, mirrored.data(), width * 4, width, height);
+    return mirrored;
+}
+
+double DifferenceFrom(CoreGraphics::BitmapContext const& bitmap,
+                      std::vector<std::uint8_t> const& argb) {
+    int const width = static_cast<int>(bitmap.mImageWidth);
+    return CaptureTestFrames::MeanDifference(bitmap.mImageDataBytes,
+                                             static_cast<int>(bitmap.mImageRowBytes), argb.data(),
+                                             width * 4, width, static_cast<int>(bitmap.mImageHeight));
+}
+
+void SaveForPeople(CoreGraphics::BitmapContext const& bitmap, char const* fileName) {
+    char const* folder = std::getenv("DUOSCOPE_KERNEL_OUT");
+    if (folder != nullptr) {
+        QImage(bitmap.mImageDataBytes, int(bitmap.mImageWidth), int(bitmap.mImageHeight),
+               int(bitmap.mImageRowBytes), QImage::Format_ARGB32)
+            .save(QString::fromUtf8(folder) + "/" + fileName);
+    }
 }
 
 }  // namespace KernelDeviceSupport
