@@ -3,6 +3,7 @@
 # the kernel test program from the build tree inside it against those real devices.
 #
 #   run-kernel-vm.sh TEST_PROGRAM [RESULT_FOLDER]
+#   DUOSCOPE_KERNEL_ONLY_LAST=1 runs only the last case (the looped cameras and the product).
 #
 # The kernel and the v4l2loopback headers come from Debian's archive (downloaded and
 # unpacked, never installed) and are kept under $DUOSCOPE_KERNEL_CACHE
@@ -115,6 +116,7 @@ depmod -b "$initramfs_dir" "$abi"
 cp "$here/vm-init.sh" "$initramfs_dir/init"
 chmod +x "$initramfs_dir/init"
 echo "program=$program" >"$initramfs_dir/config"
+echo "only=${DUOSCOPE_KERNEL_ONLY_LAST:-}" >>"$initramfs_dir/config"
 (cd "$initramfs_dir" && find . | cpio -o -H newc --quiet | gzip -1) >"$initramfs_dir.cpio.gz"
 trap 'rm -rf "$initramfs_dir" "$initramfs_dir.cpio.gz"' EXIT
 

@@ -69,8 +69,8 @@ webcams="vivid n_devs=2 node_types=0x1,0x1 num_inputs=1,1 input_types=0x0,0x0 vi
 looped="vivid n_devs=2 node_types=0x101,0x101 num_inputs=1,1 input_types=0x3,0x3 num_outputs=1,1 output_types=0x1,0x1 vid_cap_nr=0,2 vid_out_nr=1,3"
 loopbacks="v4l2loopback devices=2 video_nr=10,11 card_label=Duoscope,JPEGCam exclusive_caps=1,1"
 
-run_case default-vivid 'DefaultVivid.*' vivid "v4l2loopback devices=1 video_nr=9 exclusive_caps=0"
-run_case webcams 'TwoWebcams.*' "$webcams"
+[ -n "$only" ] || run_case default-vivid 'DefaultVivid.*' vivid "v4l2loopback devices=1 video_nr=9 exclusive_caps=0"
+[ -n "$only" ] || run_case webcams 'TwoWebcams.*' "$webcams"
 run_case looped 'LoopedCameras.*' "$looped" "$loopbacks"
 
 echo DONE >>"$summary"
