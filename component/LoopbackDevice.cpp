@@ -40,9 +40,13 @@ std::string FirstLine(std::filesystem::path const& path) {
 }
 
 // The kernel names a loopback node's parent device "v4l2loopback.N" (or "v4l2loopback-N")
-// and binds it to the driver "v4l2loopback".
+// and binds it to the driver "v4l2loopback". Older drivers (0.12, Debian 12's) register their
+// nodes without a parent device; their entries are known by the driver's own attribute.
 bool IsLoopbackEntry(std::filesystem::path const& entry) {
     std::error_code error;
+    if (std::filesystem::exists(entry / "max_openers", error)) {
+        return true;
+    }
     auto const device = std::filesystem::read_symlink(entry / "device", error);
     if (!error && device.filename().string().rfind("v4l2loopback", 0) == 0) {
         return true;

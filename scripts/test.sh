@@ -7,6 +7,8 @@ export QT_QPA_PLATFORM=offscreen
 jobs=$(nproc 2>/dev/null || echo 2)
 
 scripts/setup.sh
+# This run includes the kernel-device test (label `kernel`, a qemu VM); the sanitizer build
+# does not register it.
 ctest --test-dir build --output-on-failure -j "$jobs"
 
 scripts/setup.sh --sanitize

@@ -238,17 +238,23 @@ TEST(Loopback, DevicesAreFoundBySysfsEntryAndTheLabelledOneIsPreferred) {
     auto const node = [&](char const* name, char const* label, char const* device) {
         fs::create_directories(sysfs + "/" + name);
         std::ofstream(sysfs + "/" + name + "/name") << label << "\n";
-        fs::create_symlink(device, sysfs + "/" + name + "/device");
+        if (device != nullptr) {
+            fs::create_symlink(device, sysfs + "/" + name + "/device");
+        } else {  // a driver that registers its nodes without a parent device
+            std::ofstream(sysfs + "/" + name + "/max_openers") << "10\n";
+        }
     };
     node("video0", "USB Camera", "../../../3-1:1.0");
     node("video12", "Duoscope", "../../../v4l2loopback.1");
     node("video3", "Dummy video device (0x0000)", "../../../v4l2loopback.0");
+    node("video7", "Older loopback", nullptr);
     fs::create_directories(sysfs + "/v4l-subdev0");
 
     auto const found = LoopbackDevice::FindLoopbackDevices(sysfs, "/dev");
-    ASSERT_EQ(found.size(), 2u);
+    ASSERT_EQ(found.size(), 3u);
     EXPECT_EQ(found[0].devicePath, "/dev/video3") << "in device-number order, not name order";
-    EXPECT_EQ(found[1].name, "Duoscope");
+    EXPECT_EQ(found[1].name, "Older loopback");
+    EXPECT_EQ(found[2].name, "Duoscope");
     EXPECT_EQ(LoopbackDevice::ChooseLoopbackDevice(found)->devicePath, "/dev/video12");
     EXPECT_EQ(LoopbackDevice::ChooseLoopbackDevice({found[0]})->devicePath, "/dev/video3");
     EXPECT_FALSE(LoopbackDevice::ChooseLoopbackDevice({}).has_value());

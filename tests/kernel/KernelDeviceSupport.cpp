@@ -1,0 +1,238 @@
+#include "tests/kernel/KernelDeviceSupport.h"
+
+#include <fcntl.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include <linux/videodev2.h>
+
+#include <QImage>
+
+#include <libyuv.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "platform/capture/V4L2Resources.h"
+#include "tests/platform/CaptureTestFrames.h"
+
+namespace KernelDeviceSupport {
+
+namespace {
+constexpr auto kDeadline = std::chrono::seconds(30);
+}
+
+std::string NodeName(std::string const& devicePath) {
+    std::string const node = devicePath.substr(devicePath.rfind('/') + 1);
+    std::ifstream file("/sys/class/video4linux/" + node + "/name");
+    std::string name;
+    std::getline(file, name);
+    return name;
+}
+
+bool SetControlByName(int fd, char const* name, int value) {
+    v4l2_queryctrl query{};
+    query.id = V4L2_CTRL_FLAG_NEXT_CTRL | V4L2_CTRL_FLAG_NEXT_COMPOUND;
+    while (V4L2Ioctl(fd, VIDIOC_QUERYCTRL, &query) == 0) {
+        if (std::strcmp(reinterpret_cast<char const*>(query.name), name) == 0) {
+            v4l2_control control{query.id, value};
+            int const err = V4L2Ioctl(fd, VIDIOC_S_CTRL, &control);
+            if (err != 0) {
+                std::printf("setting control '%s': %s\n", name, std::strerror(-err));
+            }
+            return err == 0;
+        }
+        query.id |= V4L2_CTRL_FLAG_NEXT_CTRL | V4L2_CTRL_FLAG_NEXT_COMPOUND;
+    }
+    std::printf("no control named '%s'\n", name);
+    return false;
+}
+
+double DriverFramesPerSecond(std::string const& devicePath) {
+    ScopedFd fd(::open(devicePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    v4l2_streamparm parm{};
+    parm.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    if (!fd.IsOpen() || V4L2Ioctl(fd.Get(), VIDIOC_G_PARM, &parm) != 0) {
+        return 0.0;
+    }
+    v4l2_fract const& interval = parm.parm.capture.timeperframe;
+    return interval.numerator == 0 ? 0.0 : double(interval.denominator) / interval.numerator;
+}
+
+int OpenAndRecord(QCameraGrabCGContext& grabber, SGRect const& rect,
+                  QCameraGrabberBase::Camera const* camera) {
+    int err = grabber.OpenInitialize(rect, k32ARGBPixelFormat, camera);
+    return err == noErr ? grabber.StartRecord() : err;
+}
+
+std::string CurrentCamera(QCameraGrabCGContext& grabber) {
+    QCameraGrabberBase::Camera camera;
+    return grabber.GetCurrentCamera(camera) ? PStr63ToString(camera.inputName) : "";
+}
+
+bool IdleUntilFrames(std::initializer_list<QCameraGrabCGContext*> grabbers, int frames) {
+    std::vector<std::uint64_t> targets;
+    for (QCameraGrabCGContext* grabber : grabbers) {
+        targets.push_back(grabber->GetFrameStatistics().framesDecoded + frames);
+    }
+    return IdleUntil([&] {
+        bool fAll = true;
+        std::size_t i = 0;
+        for (QCameraGrabCGContext* grabber : grabbers) {
+            grabber->Idle();
+            fAll = fAll && grabber->GetFrameStatistics().framesDecoded >= targets[i++];
+        }
+        return fAll;
+    });
+}
+
+bool IdleUntil(std::function<bool()> const& done) {
+    auto const deadline = std::chrono::steady_clock::now() + kDeadline;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+int DistinctColours(CoreGraphics::BitmapContext const& bitmap) {
+    std::set<std::uint32_t> colours;
+    for (std::uint32_t y = 0; y < bitmap.mImageHeight; y += 7) {
+        auto const* row = bitmap.mImageDataBytes + std::size_t{y} * bitmap.mImageRowBytes;
+        for (std::uint32_t x = 0; x < bitmap.mImageWidth; x += 5) {
+            std::uint32_t colour;
+            std::memcpy(&colour, row + 4 * x, 4);
+            colours.insert(colour);
+        }
+    }
+    return static_cast<int>(colours.size());
+}
+
+PictureWriter::PictureWriter(std::string const& devicePath, std::uint32_t pixelFormat, int width,
+                             int height, std::vector<std::uint8_t> frame)
+    : mFrame(std::move(frame)) {
+    int const fd = ::open(devicePath.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd < 0) {
+        std::printf("PictureWriter: cannot open %s: %s\n", devicePath.c_str(), std::strerror(errno));
+        return;
+    }
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    format.fmt.pix.pixelformat = pixelFormat;
+    format.fmt.pix.width = static_cast<std::uint32_t>(width);
+    format.fmt.pix.height = static_cast<std::uint32_t>(height);
+    format.fmt.pix.field = V4L2_FIELD_NONE;
+    format.fmt.pix.sizeimage = static_cast<std::uint32_t>(mFrame.size());
+    int const err = V4L2Ioctl(fd, VIDIOC_S_FMT, &format);
+    if (err != 0) {
+        std::printf("PictureWriter: %s refuses the format: %s\n", devicePath.c_str(),
+                    std::strerror(-err));
+        ::close(fd);
+        return;
+    }
+    // Streams through memory-mapped buffers that all hold the frame: each one dequeued
+    // goes straight back. (vivid's output has no write().)
+    v4l2_requestbuffers request{};
+    request.count = 3;
+    request.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    request.memory = V4L2_MEMORY_MMAP;
+    if (V4L2Ioctl(fd, VIDIOC_REQBUFS, &request) != 0 || request.count == 0) {
+        std::printf("PictureWriter: %s: no buffers\n", devicePath.c_str());
+        ::close(fd);
+        return;
+    }
+    for (std::uint32_t index = 0; index < request.count; ++index) {
+        v4l2_buffer buffer{};
+        buffer.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+        buffer.memory = V4L2_MEMORY_MMAP;
+        buffer.index = index;
+        V4L2Ioctl(fd, VIDIOC_QUERYBUF, &buffer);
+        void* data = ::mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                            buffer.m.offset);
+        if (data == MAP_FAILED || buffer.length < mFrame.size()) {
+            std::printf("PictureWriter: %s: cannot map buffer %u\n", devicePath.c_str(), index);
+            ::close(fd);
+            return;
+        }
+        std::memcpy(data, mFrame.data(), mFrame.size());
+        ::munmap(data, buffer.length);
+        buffer.bytesused = static_cast<std::uint32_t>(mFrame.size());
+        V4L2Ioctl(fd, VIDIOC_QBUF, &buffer);
+    }
+    int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    if (V4L2Ioctl(fd, VIDIOC_STREAMON, &type) != 0) {
+        std::printf("PictureWriter: %s: cannot stream\n", devicePath.c_str());
+        ::close(fd);
+        return;
+    }
+    mFd = fd;
+    mThread = std::thread([this] {
+        while (!mStop.load()) {
+            pollfd ready{mFd, POLLOUT, 0};
+            if (::poll(&ready, 1, 100) <= 0) {
+                continue;
+            }
+            v4l2_buffer buffer{};
+            buffer.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+            buffer.memory = V4L2_MEMORY_MMAP;
+            if (V4L2Ioctl(mFd, VIDIOC_DQBUF, &buffer) != 0) {
+                continue;
+            }
+            buffer.bytesused = static_cast<std::uint32_t>(mFrame.size());
+            V4L2Ioctl(mFd, VIDIOC_QBUF, &buffer);
+            ++mFramesWritten;
+        }
+    });
+}
+
+PictureWriter::~PictureWriter() {
+    mStop = true;
+    if (mThread.joinable()) {
+        mThread.join();
+    }
+    if (mFd >= 0) {
+        int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+        V4L2Ioctl(mFd, VIDIOC_STREAMOFF, &type);
+        ::close(mFd);
+    }
+}
+
+std::vector<std::uint8_t> ToYUYV(std::vector<std::uint8_t> const& argb, int width, int height) {
+    std::vector<std::uint8_t> yuyv(std::size_t(width) * height * 2);
+    libyuv::ARGBToYUY2(argb.data(), width * 4, yuyv.data(), width * 2, width, height);
+    return yuyv;
+}
+
+std::vector<std::uint8_t> Mirrored(std::vector<std::uint8_t> const& argb, int width, int height) {
+    std::vector<std::uint8_t> mirrored(argb.size());
+    libyuv::ARGBMirror(argb.data(), width * 4, mirrored.data(), width * 4, width, height);
+    return mirrored;
+}
+
+double DifferenceFrom(CoreGraphics::BitmapContext const& bitmap,
+                      std::vector<std::uint8_t> const& argb) {
+    int const width = static_cast<int>(bitmap.mImageWidth);
+    return CaptureTestFrames::MeanDifference(bitmap.mImageDataBytes,
+                                             static_cast<int>(bitmap.mImageRowBytes), argb.data(),
+                                             width * 4, width, static_cast<int>(bitmap.mImageHeight));
+}
+
+void SaveForPeople(CoreGraphics::BitmapContext const& bitmap, char const* fileName) {
+    char const* folder = std::getenv("DUOSCOPE_KERNEL_OUT");
+    if (folder != nullptr) {
+        QImage(bitmap.mImageDataBytes, int(bitmap.mImageWidth), int(bitmap.mImageHeight),
+               int(bitmap.mImageRowBytes), QImage::Format_ARGB32)
+            .save(QString::fromUtf8(folder) + "/" + fileName);
+    }
+}
+
+}  // namespace KernelDeviceSupport

@@ -1,0 +1,68 @@
+#pragma once
+// What the kernel-device cases share: controls found by name (their ids change between
+// kernels), node names from sysfs, and grabbers idled until frames arrive, with generous
+// deadlines since the VM emulates its processor.
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "QClasses/QCameraGrabCGContext.h"
+
+namespace KernelDeviceSupport {
+
+// The sysfs name of a /dev/videoN node ("vivid-000-vid-cap").
+std::string NodeName(std::string const& devicePath);
+// Sets the control called `name` on an open node; false (with the reason printed) if it has
+// none or refuses.
+bool SetControlByName(int fd, char const* name, int value);
+// The frame rate the driver reports for the node's capture queue.
+double DriverFramesPerSecond(std::string const& devicePath);
+
+// OpenInitialize and StartRecord; `camera` null: the default camera.
+int OpenAndRecord(QCameraGrabCGContext& grabber, SGRect const& rect,
+                  QCameraGrabberBase::Camera const* camera);
+std::string CurrentCamera(QCameraGrabCGContext& grabber);
+// Idles every grabber until each has decoded `frames` more frames; false after 30 s.
+bool IdleUntilFrames(std::initializer_list<QCameraGrabCGContext*> grabbers, int frames);
+// Waits (idling nothing) until `done` holds; false after 30 s.
+bool IdleUntil(std::function<bool()> const& done);
+// How many different colours a sample of the picture has (a blank picture has one).
+int DistinctColours(CoreGraphics::BitmapContext const& bitmap);
+
+// Feeds an output node (vivid's HDMI output, a loopback) with one picture over and over from
+// its own thread, as a camera's sensor would, until destroyed.
+class PictureWriter {
+public:
+    // `frame` is written whole each time; `pixelFormat` and the size set the node's format
+    // (sizeimage is the frame's size, which JPEG frames need).
+    PictureWriter(std::string const& devicePath, std::uint32_t pixelFormat, int width, int height,
+                  std::vector<std::uint8_t> frame);
+    ~PictureWriter();
+    bool IsWriting() const { return mFd >= 0; }
+    int FramesWritten() const { return mFramesWritten.load(); }
+
+private:
+    int mFd = -1;
+    std::vector<std::uint8_t> mFrame;
+    std::atomic<bool> mStop{false};
+    std::atomic<int> mFramesWritten{0};
+    std::thread mThread;
+};
+
+// 32-bit ARGB (bytes B, G, R, A) to YUYV, as a camera would send it.
+std::vector<std::uint8_t> ToYUYV(std::vector<std::uint8_t> const& argb, int width, int height);
+// The picture mirrored left to right: a second known picture unlike the first.
+std::vector<std::uint8_t> Mirrored(std::vector<std::uint8_t> const& argb, int width, int height);
+// Mean absolute difference of a grabber's picture from `argb` (same size).
+double DifferenceFrom(CoreGraphics::BitmapContext const& bitmap,
+                      std::vector<std::uint8_t> const& argb);
+// Saves the picture as a PNG in the result share ($DUOSCOPE_KERNEL_OUT), for a person
+// looking into a failure.
+void SaveForPeople(CoreGraphics::BitmapContext const& bitmap, char const* fileName);
+
+}  // namespace KernelDeviceSupport

@@ -1,0 +1,172 @@
+// The capture code against real kernel devices: vivid's webcams and looped HDMI cameras, and
+// v4l2loopback nodes. Runs only inside the kernel VM (run-kernel-vm.sh), where each suite's
+// devices are loaded before it runs; outside it every case fails, so it is not registered
+// as a test of its own.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <linux/videodev2.h>
+
+#include "QClasses/QCameraGrabCGContext.h"
+#include "platform/capture/CaptureRegistry.h"
+#include "platform/capture/V4L2BackEnd.h"
+#include "platform/capture/V4L2Resources.h"
+#include "platform/capture/V4L2Source.h"
+#include "tests/kernel/KernelDeviceSupport.h"
+#include "tests/platform/CaptureTestFrames.h"
+
+namespace {
+
+using namespace KernelDeviceSupport;
+
+constexpr SGRect kFrameRect = {0, 0, 480, 640};
+
+// Turns on the looping of an instance's output into its capture node.
+bool LoopVideo(char const* capturePath) {
+    ScopedFd fd(::open(capturePath, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    // vivid also writes text over the picture unless told not to.
+    return fd.IsOpen() && SetControlByName(fd.Get(), "Loop Video", 1) &&
+           SetControlByName(fd.Get(), "OSD Text Mode", 2);
+}
+
+std::vector<CaptureDevice> V4L2Devices() {
+    std::vector<CaptureDevice> devices;
+    CaptureRegistry::Shared().V4L2().ListDevices(devices);
+    return devices;
+}
+
+// Default vivid: one capture node with four inputs beside output, VBI, radio, SDR, touch and
+// metadata nodes (metadata nodes list inputs too), and a loopback node that claims to capture.
+TEST(DefaultVivid, OnlyTheCaptureNodeIsACameraWithItsFourInputs) {
+    ASSERT_GT(V4L2BackEnd::FindNodes("/dev").size(), 3u);
+    std::vector<CaptureDevice> const devices = V4L2Devices();
+    ASSERT_EQ(devices.size(), 1u) << "loopback, output or metadata node listed as a camera";
+    EXPECT_EQ(devices[0].name, "vivid");
+    EXPECT_EQ(NodeName(devices[0].path), "vivid-000-vid-cap");
+    std::vector<std::string> const inputs = {"vivid - Webcam 0", "vivid - TV 0",
+                                             "vivid - S-Video 0", "vivid - HDMI 0"};
+    EXPECT_EQ(devices[0].inputs, inputs);
+}
+
+// Two identical webcams: told apart by their bus, walked in node order.
+TEST(TwoWebcams, AreListedInNodeOrderWithNamesThatDiffer) {
+    std::vector<CaptureDevice> const devices = V4L2Devices();
+    ASSERT_EQ(devices.size(), 2u);
+    EXPECT_EQ(devices[0].path, "/dev/video0");
+    EXPECT_EQ(devices[1].path, "/dev/video1");
+    EXPECT_EQ(devices[0].name, "vivid [platform:vivid-000]");
+    EXPECT_EQ(devices[1].name, "vivid [platform:vivid-001]");
+}
+
+// The webcam offers raw formats only: the grabber settles on YUYV at the size asked for (or
+// the nearest larger), rows at least as long as the pixels, and asks for a frame rate the
+// driver then reports back.
+TEST(TwoWebcams, FormatAndFrameRateAreNegotiated) {
+    struct Case {
+        int width, height;
+        int wantWidth, wantHeight;
+    };
+    for (Case const c : {Case{640, 480, 640, 480}, Case{320, 180, 320, 180},
+                         Case{1280, 720, 1280, 720}, Case{700, 500, 1280, 720}}) {
+        SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height));
+        V4L2Source source;
+        ASSERT_EQ(source.Open("/dev/video0", "left", 0, c.width, c.height), noErr);
+        ImageDescription const& desc = source.Description();
+        EXPECT_EQ(desc.cType, kCodecYUYV);
+        EXPECT_EQ(desc.width, c.wantWidth);
+        EXPECT_EQ(desc.height, c.wantHeight);
+        EXPECT_GE(desc.bytesPerLine, 2 * desc.width);
+        EXPECT_GT(source.FramesPerSecond(), 4.0);
+        EXPECT_NEAR(source.FramesPerSecond(), DriverFramesPerSecond("/dev/video0"), 0.01);
+    }
+}
+
+// Both webcams at once through the application's own grabbers: the second grabber's default
+// camera is the one the first does not hold, and both decode moving pictures.
+TEST(TwoWebcams, TwoGrabbersStreamAtOnce) {
+    QCameraGrabCGContext left;
+    QCameraGrabCGContext right;
+    ASSERT_EQ(OpenAndRecord(left, kFrameRect, nullptr), noErr);
+    ASSERT_EQ(OpenAndRecord(right, kFrameRect, nullptr), noErr);
+    EXPECT_EQ(CurrentCamera(left), "vivid [platform:vivid-000]");
+    EXPECT_EQ(CurrentCamera(right), "vivid [platform:vivid-001]");
+    ASSERT_TRUE(IdleUntilFrames({&left, &right}, 3));
+    for (QCameraGrabCGContext* grabber : {&left, &right}) {
+        EXPECT_GT(DistinctColours(grabber->mCamContext), 4) << "no picture decoded";
+        EXPECT_EQ(grabber->GetFrameStatistics().framesDropped, 0u);
+    }
+}
+
+double sFakeMicroseconds = 1e9;
+
+// vivid's "Disconnect" control unregisters the nodes while they stream, as unplugging does;
+// the nodes come back once their last user has closed them. The right eye keeps its camera
+// throughout, and the left one takes its own camera back, not another.
+TEST(TwoWebcams, ALostEyeReopensItsCameraAfterThePeriodOnceItIsBack) {
+    QCameraGrabberBase::SetMicrosecondsClock([] { return sFakeMicroseconds; });
+    QCameraGrabCGContext left;
+    QCameraGrabCGContext right;
+    ASSERT_EQ(OpenAndRecord(left, kFrameRect, nullptr), noErr);
+    ASSERT_EQ(OpenAndRecord(right, kFrameRect, nullptr), noErr);
+    ASSERT_TRUE(IdleUntilFrames({&left, &right}, 1));
+    {
+        ScopedFd control(::open("/dev/video0", O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        ASSERT_TRUE(control.IsOpen());
+        ASSERT_TRUE(SetControlByName(control.Get(), "Disconnect", 1));
+        ASSERT_TRUE(IdleUntil([&] {
+            left.Idle();
+            return left.mVideoChannel == nullptr;
+        }));
+        // Still gone (this descriptor holds the node) past the period: nothing opens.
+        sFakeMicroseconds += 1.1e6;
+        left.Idle();
+        EXPECT_EQ(left.mVideoChannel, nullptr);
+        EXPECT_TRUE(IdleUntilFrames({&right}, 2));
+    }
+    ASSERT_TRUE(IdleUntil([] { return NodeName("/dev/video0") == "vivid-000-vid-cap"; }));
+    sFakeMicroseconds += 1.1e6;
+    left.Idle();
+    ASSERT_NE(left.mVideoChannel, nullptr);
+    EXPECT_EQ(CurrentCamera(left), "vivid [platform:vivid-000]");
+    EXPECT_TRUE(IdleUntilFrames({&left, &right}, 1));
+    QCameraGrabberBase::SetMicrosecondsClock(nullptr);
+}
+
+// Two vivid instances, each with its HDMI output looped into its HDMI input: cameras whose
+// pictures are known. Both eyes decode their own picture into the 640 x 480 buffer; HDMI
+// rows come padded, so a decoder that ignores bytesperline shows a sheared picture.
+TEST(LoopedCameras, EachEyeDecodesItsOwnKnownPicture) {
+    using ::testing::Test;
+    std::vector<std::uint8_t> const leftPicture = CaptureTestFrames::Picture(640, 480);
+    std::vector<std::uint8_t> const rightPicture = Mirrored(leftPicture, 640, 480);
+    PictureWriter leftSensor("/dev/video1", kCodecYUYV, 640, 480, ToYUYV(leftPicture, 640, 480));
+    PictureWriter rightSensor("/dev/video3", kCodecYUYV, 640, 480, ToYUYV(rightPicture, 640, 480));
+    ASSERT_TRUE(leftSensor.IsWriting() && rightSensor.IsWriting());
+    ASSERT_TRUE(LoopVideo("/dev/video0") && LoopVideo("/dev/video2"));
+
+    QCameraGrabCGContext left;
+    QCameraGrabCGContext right;
+    ASSERT_EQ(OpenAndRecord(left, kFrameRect, nullptr), noErr);
+    ASSERT_EQ(OpenAndRecord(right, kFrameRect, nullptr), noErr);
+    EXPECT_EQ(CurrentCamera(left), "vivid [platform:vivid-000]");
+    EXPECT_EQ(CurrentCamera(right), "vivid [platform:vivid-001]");
+    ASSERT_TRUE(IdleUntilFrames({&left, &right}, 3));
+    EXPECT_EQ(left.mCameraImageDesc.cType, kCodecYUYV);
+    EXPECT_GT(leftSensor.FramesWritten(), 0);
+    EXPECT_LT(DifferenceFrom(left.mCamContext, leftPicture), 3.0);
+    EXPECT_LT(DifferenceFrom(right.mCamContext, rightPicture), 3.0);
+    if (Test::HasFailure()) {
+        SaveForPeople(left.mCamContext, "looped-left.png");
+        SaveForPeople(right.mCamContext, "looped-right.png");
+    }
+}
+
+}  // namespace
