@@ -71,51 +71,42 @@ protected:
     void TearDown() override { TestPatternBackEnd::Plug(); }
 };
 
-TEST_F(CameraMenuTest, ListsNoCameraSeparatorAndEveryInputWithTheRunningOneMarked) {
-    Eye left;
-    left.view.cameraOpen(kFrameSize, kFrameSize);
-    ASSERT_NE(left.grabber().mVideoChannel, nullptr);
-    QStringList const entries = left.Entries();
-    ASSERT_GE(entries.size(), 4);
-    EXPECT_EQ(entries.mid(0, 2), (QStringList{"No Camera", "---"}));
-    EXPECT_TRUE(entries.contains("Test Pattern Left"));
-    EXPECT_TRUE(entries.contains("Test Pattern Right"));
-    QString const current = QString::fromStdString(left.Current());
-    EXPECT_EQ(left.Checked(), QStringList{current}) << "exactly the running camera is marked";
-    EXPECT_EQ(left.popUp.currentText(), current);
-    EXPECT_EQ(left.menu().cameraDeviceInputName(), current);
-    EXPECT_FALSE(left.popUp.model()->flags(left.popUp.model()->index(0, 0)) & Qt::ItemIsEnabled)
-        << "the camera picture row is not a choice";
-    EXPECT_TRUE(left.popUp.isVisible() || !left.popUp.isHidden());
-}
-
-TEST_F(CameraMenuTest, SecondEyeTakesTheNextCameraAndEachMenuMarksItsOwn) {
+TEST_F(CameraMenuTest, EachMenuListsEveryInputAndMarksOnlyItsEyesCameraAsChoicesMoveIt) {
     Eye left, right;
     left.view.cameraOpen(kFrameSize, kFrameSize);
     right.view.cameraOpen(kFrameSize, kFrameSize);
     ASSERT_NE(right.grabber().mVideoChannel, nullptr);
+    QStringList const entries = left.Entries();
+    ASSERT_GE(entries.size(), 4);
+    EXPECT_EQ(entries.mid(0, 2), (QStringList{"No Camera", "---"}));
+    EXPECT_TRUE(entries.contains("Test Pattern Left") && entries.contains("Test Pattern Right"));
+    EXPECT_FALSE(left.popUp.model()->flags(left.popUp.model()->index(0, 0)) & Qt::ItemIsEnabled)
+        << "the camera picture row is not a choice";
     EXPECT_NE(left.Current(), right.Current()) << "an input is held exclusively";
-    EXPECT_EQ(right.Checked(), QStringList{QString::fromStdString(right.Current())});
-}
+    for (Eye* eye : {&left, &right}) {
+        QString const current = QString::fromStdString(eye->Current());
+        EXPECT_EQ(eye->Checked(), QStringList{current}) << "exactly the running camera is marked";
+        EXPECT_EQ(eye->popUp.currentText(), current);
+        EXPECT_EQ(eye->menu().cameraDeviceInputName(), current);
+    }
 
-TEST_F(CameraMenuTest, ChoosingTheRunningCameraChangesNothing) {
-    Eye eye;
-    eye.view.cameraOpen(kFrameSize, kFrameSize);
-    SGChannel* const channel = eye.grabber().mVideoChannel;
-    eye.menu().setCameraDeviceInputName(QString::fromStdString(eye.Current()));
-    EXPECT_FALSE(eye.menu().changeCameraGrabberDevice(&eye.grabber()));
-    EXPECT_EQ(eye.grabber().mVideoChannel, channel) << "the channel was not reopened";
-}
+    // Choosing the running camera reopens nothing.
+    SGChannel* const channel = left.grabber().mVideoChannel;
+    left.menu().setCameraDeviceInputName(QString::fromStdString(left.Current()));
+    EXPECT_FALSE(left.menu().changeCameraGrabberDevice(&left.grabber()));
+    EXPECT_EQ(left.grabber().mVideoChannel, channel);
 
-TEST_F(CameraMenuTest, ChoosingAnotherEntrySwitchesTheGrabberAndMovesTheMark) {
-    Eye eye;
-    eye.view.cameraOpen(kFrameSize, kFrameSize);
-    QString const target =
-        eye.Current() == "Test Pattern Right" ? "Test Pattern Left" : "Test Pattern Right";
-    eye.Choose(target);
-    EXPECT_EQ(QString::fromStdString(eye.Current()), target);
-    EXPECT_EQ(eye.Checked(), QStringList{target});
-    EXPECT_EQ(eye.popUp.currentText(), target);
+    // Another entry, then next and previous (no wrap), switch the grabber and move the mark.
+    right.view.cameraClose();
+    left.Choose("Test Pattern Right");
+    EXPECT_EQ(left.Current(), "Test Pattern Right");
+    EXPECT_EQ(left.Checked(), QStringList{"Test Pattern Right"});
+    EXPECT_EQ(left.popUp.currentText(), "Test Pattern Right");
+    EXPECT_FALSE(left.menu().useNextCameraGrabberDevice(&left.grabber()))
+        << "the test pattern is the last device: no wrap";
+    EXPECT_TRUE(left.menu().usePrevCameraGrabberDevice(&left.grabber()));
+    EXPECT_EQ(left.Current(), "Test Pattern Left");
+    EXPECT_EQ(left.Checked(), QStringList{"Test Pattern Left"});
 }
 
 TEST_F(CameraMenuTest, NoCameraClosesTheCameraAndAutomaticReopeningStaysOffForGood) {
@@ -176,20 +167,6 @@ TEST_F(CameraMenuTest, ACameraThatOpensButCannotStreamIsLetGoAndTriedAgain) {
     EXPECT_TRUE(autoOpen);
     ASSERT_NE(eye.grabber().mVideoChannel, nullptr);
     EXPECT_EQ(eye.grabber().GetFrameStatistics().framesDecoded, 1u);
-}
-
-TEST_F(CameraMenuTest, NextAndPreviousCameraStepThroughTheListWithoutWrapping) {
-    Eye eye;
-    eye.view.cameraOpen(kFrameSize, kFrameSize);
-    eye.Choose("Test Pattern Left");
-    ASSERT_EQ(eye.Current(), "Test Pattern Left");
-    EXPECT_TRUE(eye.menu().useNextCameraGrabberDevice(&eye.grabber()));
-    EXPECT_EQ(eye.Current(), "Test Pattern Right");
-    EXPECT_EQ(eye.Checked(), QStringList{"Test Pattern Right"});
-    EXPECT_FALSE(eye.menu().useNextCameraGrabberDevice(&eye.grabber()))
-        << "the test pattern is the last device: no wrap";
-    EXPECT_TRUE(eye.menu().usePrevCameraGrabberDevice(&eye.grabber()));
-    EXPECT_EQ(eye.Current(), "Test Pattern Left");
 }
 
 TEST(CameraViewTest, TickResultIsInvertedAndABaseViewWithoutGrabberSucceeds) {

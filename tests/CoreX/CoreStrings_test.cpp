@@ -105,15 +105,6 @@ TEST(CoreCStringTest, HexEncodingCarriesEverySeparatorAndDecodingSkipsNoise) {
     EXPECT_STREQ(CoreCString(0x72343038UL, 0).c_str(), "0x72343038 'r408'");
 }
 
-TEST(CoreCStringTest, TrimAndNumbers) {
-    CoreCString s("  \t 2.5 \n");
-    s.trim_trailing_and_leading_whitespace();
-    EXPECT_STREQ(s.c_str(), "2.5");
-    EXPECT_DOUBLE_EQ(s.AsDouble(), 2.5);
-    s.printf("%d-%s", 4, "x");
-    EXPECT_STREQ(s.c_str(), "4-x");
-}
-
 TEST(CoreCStringSizedTest, StrcatAndTruncateNeverGrow) {
     CoreCStringSized s("ab", 5);
     s.strcat("cdef");

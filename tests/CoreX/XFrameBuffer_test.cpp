@@ -77,25 +77,6 @@ TEST(XFrameBuffer, FieldsOfAnOddHeightLeaveTheLastRowInNeither) {
     EXPECT_EQ(top.PixelType, frame.PixelType);
 }
 
-TEST(XFrameBuffer, CroppedBufferMovesTheFirstPixelAndShrinks) {
-    XFrameBuffer frame = Descriptor(100, 50);
-    XFrameBuffer crop;
-    frame.GetCroppedBuffer(crop, 3, 2, 5, 7);
-    EXPECT_EQ(crop.Width, 92);
-    EXPECT_EQ(crop.Height, 41);
-    EXPECT_EQ(crop.Pixels, frame.Pixels + 3 * 4 + 2 * frame.RowBytes);
-    EXPECT_EQ(crop.RowBytes, frame.RowBytes);
-}
-
-TEST(XFrameBuffer, CoreDebugPrintLogsTitleSizeAndFields) {
-    TestLogCapture log;
-    Descriptor(640, 480, kXFrameFields_TopFirst).CoreDebugPrint("Left eye");
-    EXPECT_EQ(log.Lines(),
-              "-----------\nLeft eye XFrameBuffer Properties\n"
-              "Width,Height = (640,480)\n"
-              "Fields  = 0102\n");
-}
-
 TEST(XFrameBufferMemory, LayoutHasGuardRowSpareRowsAndAlignedRows) {
     // Width, height: stride, block size, frame start.
     std::tuple<int, int, int32_t, size_t, ptrdiff_t> const layouts[] = {
