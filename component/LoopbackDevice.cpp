@@ -171,6 +171,12 @@ void LoopbackDevice::OpenAs640x480YUYV(std::string const& devicePath, bool fFirs
         close(fd);
         return;
     }
+    // Frames go with write(), but streaming marks this descriptor as the node's writer, and
+    // only a writer's close makes the driver (0.12) offer output again. Without it a node
+    // left by Duoscope with nobody reading offers neither capture nor output, and refuses
+    // the format of the next writer: Duoscope started again could not broadcast.
+    int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    VERIFY_ERR(Ioctl(fd, VIDIOC_STREAMON, &type));
     mFd = fd;
 }
 
@@ -182,7 +188,10 @@ void LoopbackDevice::LoadTimeoutPicture() {
     // frozen frame or, on 0.12, a blank one. The picture is loaded through a second
     // descriptor: the driver hands it to the next opener after timeout_image_io is set, and
     // that opener maps it from the offset past the frame buffers that QUERYBUF reports.
-    if (!SetControlByName(mFd, "keep_format", 1) || !SetControlByName(mFd, "timeout_image_io", 1)) {
+    // The control framework passes on only a changed value, while the driver clears its flag
+    // by itself at the next open: so the flag goes to 0 before 1.
+    if (!SetControlByName(mFd, "keep_format", 1) || !SetControlByName(mFd, "timeout_image_io", 0) ||
+        !SetControlByName(mFd, "timeout_image_io", 1)) {
         CoreMachDebugLog("%s has no timeout picture: readers may freeze when Duoscope stops",
                          mDevicePath.c_str());
         return;

@@ -22,6 +22,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "CoreX/CoreMachDebugLog.h"
 #include "platform/capture/V4L2Resources.h"
 #include "tests/platform/CaptureTestFrames.h"
 
@@ -29,7 +30,13 @@ namespace KernelDeviceSupport {
 
 namespace {
 constexpr auto kDeadline = std::chrono::seconds(30);
-}
+
+// The program's own log lines go to standard error, which the VM's console carries out.
+[[maybe_unused]] bool const sLogToConsole = [] {
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputASL);
+    return true;
+}();
+}  // namespace
 
 std::string NodeName(std::string const& devicePath) {
     std::string const node = devicePath.substr(devicePath.rfind('/') + 1);

@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -130,15 +131,15 @@ TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
         _exit(127);
     }
 
-    LoopbackReader reader(kVirtualCamera);
-    bool const fOpened = reader.Open(kWidth, kHeight);
+    auto reader = std::make_unique<LoopbackReader>(kVirtualCamera);
+    bool const fOpened = reader->Open(kWidth, kHeight);
     EXPECT_TRUE(fOpened) << kVirtualCamera << " never became a YUYV 640 x 480 camera";
     std::vector<std::uint8_t> const expected = Anaglyph(leftPicture, rightPicture);
     std::vector<std::uint8_t> frame;
     double best = 1e9;
     auto const deadline = Clock::now() + std::chrono::seconds(60);
     while (fOpened && best > 4.0 && Clock::now() < deadline) {
-        if (reader.Read(frame, 1000)) {
+        if (reader->Read(frame, 1000)) {
             best = std::min(best, DifferenceFromYUYV(frame, expected));
         }
     }
@@ -157,10 +158,12 @@ TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
     EXPECT_TRUE(fExited && WIFEXITED(status) && WEXITSTATUS(status) == 0)
         << "the application did not quit cleanly: status " << status;
     // A reader that was reading throughout gets the frames already queued, then the still
-    // picture and nothing else; one that opens the camera only now gets the still picture
-    // too. Both for longer than the driver's timeout, after which it shows its own picture.
-    EXPECT_TRUE(fOpened && ReadsOnlyTheStillPictureAfterAWhile(reader))
+    // picture and nothing else, for longer than the driver's timeout, after which it shows
+    // its own picture. Once it has closed too, nobody holds the device: one that opens the
+    // camera now gets the still picture as well.
+    EXPECT_TRUE(fOpened && ReadsOnlyTheStillPictureAfterAWhile(*reader))
         << "a reader that was reading when Duoscope quit";
+    reader.reset();
     LoopbackReader later(kVirtualCamera);
     EXPECT_TRUE(later.Open(kWidth, kHeight) && ReadsOnlyTheStillPictureAfterAWhile(later))
         << "a reader that opened the camera after Duoscope quit";
@@ -169,13 +172,27 @@ TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
     }
 }
 
-// The virtual camera on its own, through the steps of a session: a reader gets the live
-// picture while frames come, the still picture once they stop (the program hangs, or dies,
-// with the node still open: the driver's timeout picture) and when broadcasting stops, and
-// the live picture again as soon as frames come back, including after a restart.
+// The virtual camera on its own, through the steps of a session, starting on a node that
+// another program left at another size: a reader gets the live picture while frames come,
+// the still picture once they stop (the program hangs, or dies, with the node still open:
+// the driver's timeout picture) and when broadcasting stops, and the live picture again as
+// soon as frames come back, including after a restart.
 TEST(VirtualCamera, ReadersGetTheStillPictureWhenFramesStopAndTheLiveOneWhenTheyCome) {
     std::vector<std::uint8_t> const live = CaptureTestFrames::Picture(kWidth, kHeight);
     std::vector<std::uint8_t> const liveYUYV = ToYUYV(live, kWidth, kHeight);
+    // Another program left the node at another format, kept for readers that are gone:
+    // Duoscope releases it.
+    {
+        ScopedFd control(::open(kVirtualCamera, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        ASSERT_TRUE(SetControlByName(control.Get(), "keep_format", 0));
+    }
+    {
+        PictureWriter other(kVirtualCamera, kCodecYUYV, 320, 240,
+                            std::vector<std::uint8_t>(320 * 240 * 2, 0x80));
+        ASSERT_TRUE(other.IsWriting());
+        ScopedFd control(::open(kVirtualCamera, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        ASSERT_TRUE(SetControlByName(control.Get(), "keep_format", 1));
+    }
     LoopbackDevice device;
     ASSERT_TRUE(device.Open());
     ASSERT_EQ(device.DevicePath(), kVirtualCamera);
