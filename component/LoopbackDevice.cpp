@@ -185,11 +185,11 @@ void LoopbackDevice::LoadTimeoutPicture() {
     // for the timeout, and with keep_format it holds its frames and that picture after the
     // last program closes it. So readers, those reading throughout and those that open the
     // camera later, get "not broadcasting" when Duoscope stops, quits or dies, instead of a
-    // frozen frame or, on 0.12, a blank one. The picture is loaded through a second
-    // descriptor: the driver hands it to the next opener after timeout_image_io is set, and
-    // that opener maps it from the offset past the frame buffers that QUERYBUF reports.
-    // The control framework passes on only a changed value, while the driver clears its flag
-    // by itself at the next open: so the flag goes to 0 before 1.
+    // frozen frame or none. The picture is loaded through a second descriptor: the driver
+    // hands it to the next opener after timeout_image_io is set, and that opener maps it
+    // from the offset past the frame buffers that QUERYBUF reports (write() would put it in
+    // the live stream). The control framework passes on only a changed value, while the
+    // driver clears its flag by itself at that open: so the flag goes to 0 before 1.
     if (!SetControlByName(mFd, "keep_format", 1) || !SetControlByName(mFd, "timeout_image_io", 0) ||
         !SetControlByName(mFd, "timeout_image_io", 1)) {
         CoreMachDebugLog("%s has no timeout picture: readers may freeze when Duoscope stops",

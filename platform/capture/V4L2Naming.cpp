@@ -76,7 +76,7 @@ std::string Qualifier(V4L2NodeAnswers const& node, int level) {
 
 namespace {
 std::atomic<bool> sLoopbackNodesAreCameras{false};
-}
+}  // namespace
 
 void SetLoopbackNodesAreCameras(bool fCameras) { sLoopbackNodesAreCameras = fCameras; }
 
