@@ -1,7 +1,8 @@
 // The whole product against real devices: the application, its eyes on two looped HDMI
 // cameras with known pictures, broadcasting to the v4l2loopback node labelled "Duoscope"; a
 // reader on the node's capture side gets the anaglyph of the two pictures, and the still
-// "not broadcasting" picture once the application has quit.
+// "not broadcasting" picture once the application has quit. Then the virtual camera alone,
+// through stops, silences and restarts.
 
 #include <fcntl.h>
 #include <poll.h>
