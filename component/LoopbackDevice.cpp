@@ -10,6 +10,7 @@
 
 #include <linux/videodev2.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "component/SharedCameraMemory.h"
@@ -118,11 +119,28 @@ bool LoopbackDevice::Open() {
                          "(modprobe v4l2loopback exclusive_caps=1 card_label=Duoscope)");
         return false;
     }
-    int const fd = open(chosen->devicePath.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    // A node kept at another format by an earlier writer is released, once, and retried.
+    for (int attempt = 0; attempt < 2 && mFd < 0; ++attempt) {
+        OpenAs640x480YUYV(chosen->devicePath, attempt == 0);
+    }
+    if (mFd < 0) {
+        return false;
+    }
+    mDevicePath = chosen->devicePath;
+    // Readers keep getting frames at the camera's rate even when a tick is late.
+    SetControlByName(mFd, "sustain_framerate", 1);
+    LoadTimeoutPicture();
+    CoreMachDebugLog("Virtual camera: writing to %s (%s)", mDevicePath.c_str(),
+                     chosen->name.c_str());
+    return true;
+}
+
+void LoopbackDevice::OpenAs640x480YUYV(std::string const& devicePath, bool fFirstAttempt) {
+    int const fd = open(devicePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     VERIFY(fd >= 0);
     if (fd < 0) {
-        CoreMachDebugLog("%s: %s", chosen->devicePath.c_str(), std::strerror(errno));
-        return false;
+        CoreMachDebugLog("%s: %s", devicePath.c_str(), std::strerror(errno));
+        return;
     }
     v4l2_capability capability{};
     bool const loopback = Ioctl(fd, VIDIOC_QUERYCAP, &capability) == 0 &&
@@ -142,25 +160,77 @@ bool LoopbackDevice::Open() {
     VERIFY_ERR(formatted);
     if (formatted != 0 || format.fmt.pix.pixelformat != V4L2_PIX_FMT_YUYV ||
         format.fmt.pix.width != kWidth || format.fmt.pix.height != kHeight) {
+        // The driver keeps the format of the frames it holds; a node that was kept for
+        // readers of an earlier writer lets it go when its last reader closes.
+        CoreMachDebugLog("%s refuses 640x480 YUYV (%ux%u)%s", devicePath.c_str(),
+                         format.fmt.pix.width, format.fmt.pix.height,
+                         fFirstAttempt && formatted == 0 ? "; releasing it" : "");
+        if (fFirstAttempt && formatted == 0) {
+            SetControlByName(fd, "keep_format", 0);
+        }
         close(fd);
-        return false;
+        return;
     }
+    // Frames go with write(), but streaming marks this descriptor as the node's writer, and
+    // only a writer's close makes the driver (0.12) offer output again. Without it a node
+    // left by Duoscope with nobody reading offers neither capture nor output, and refuses
+    // the format of the next writer: Duoscope started again could not broadcast.
+    int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    VERIFY_ERR(Ioctl(fd, VIDIOC_STREAMON, &type));
     mFd = fd;
-    mDevicePath = chosen->devicePath;
-    // Readers keep getting frames at the camera's rate even when a tick is late.
-    SetControlByName("sustain_framerate", 1);
-    CoreMachDebugLog("Virtual camera: writing to %s (%s)", mDevicePath.c_str(),
-                     chosen->name.c_str());
-    return true;
 }
 
-bool LoopbackDevice::SetControlByName(char const* name, int value) {
+void LoopbackDevice::LoadTimeoutPicture() {
+    // v4l2loopback (0.12, Debian 12's) shows readers its timeout picture when no frame came
+    // for the timeout, and with keep_format it holds its frames and that picture after the
+    // last program closes it. So readers, those reading throughout and those that open the
+    // camera later, get "not broadcasting" when Duoscope stops, quits or dies, instead of a
+    // frozen frame or none. The picture is loaded through a second descriptor: the driver
+    // hands it to the next opener after timeout_image_io is set, and that opener maps it
+    // from the offset past the frame buffers that QUERYBUF reports (write() would put it in
+    // the live stream). The control framework passes on only a changed value, while the
+    // driver clears its flag by itself at that open: so the flag goes to 0 before 1.
+    if (!SetControlByName(mFd, "keep_format", 1) || !SetControlByName(mFd, "timeout_image_io", 0) ||
+        !SetControlByName(mFd, "timeout_image_io", 1)) {
+        CoreMachDebugLog("%s has no timeout picture: readers may freeze when Duoscope stops",
+                         mDevicePath.c_str());
+        return;
+    }
+    int const fd = open(mDevicePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    VERIFY(fd >= 0);
+    if (fd < 0) {
+        return;
+    }
+    v4l2_buffer buffer{};
+    buffer.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    buffer.memory = V4L2_MEMORY_MMAP;
+    int const queried = Ioctl(fd, VIDIOC_QUERYBUF, &buffer);
+    VERIFY_ERR(queried);
+    // Offset 0 is the first frame buffer: another program opened the node in between and
+    // took the picture's place; writing here would show in the live stream.
+    bool const fTimeoutBuffer =
+        queried == 0 && buffer.m.offset != 0 && buffer.length >= mStill.size();
+    VERIFY(fTimeoutBuffer);
+    if (fTimeoutBuffer) {
+        void* const picture = mmap(nullptr, mStill.size(), PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                                   static_cast<off_t>(buffer.m.offset));
+        VERIFY(picture != MAP_FAILED);
+        if (picture != MAP_FAILED) {
+            std::memcpy(picture, mStill.data(), mStill.size());
+            munmap(picture, mStill.size());
+            VERIFY(SetControlByName(mFd, "timeout", kStillAfterMs));
+        }
+    }
+    close(fd);
+}
+
+bool LoopbackDevice::SetControlByName(int fd, char const* name, int value) {
     v4l2_queryctrl query{};
     query.id = V4L2_CTRL_FLAG_NEXT_CTRL;
-    while (Ioctl(mFd, VIDIOC_QUERYCTRL, &query) == 0) {
+    while (Ioctl(fd, VIDIOC_QUERYCTRL, &query) == 0) {
         if (std::strcmp(reinterpret_cast<char const*>(query.name), name) == 0) {
             v4l2_control control{query.id, value};
-            return Ioctl(mFd, VIDIOC_S_CTRL, &control) == 0;
+            return Ioctl(fd, VIDIOC_S_CTRL, &control) == 0;
         }
         query.id |= V4L2_CTRL_FLAG_NEXT_CTRL;
     }
@@ -188,20 +258,8 @@ void LoopbackDevice::CloseWithStillPicture() {
     if (mFd < 0) {
         return;
     }
-    // The still picture becomes the device's timeout picture, which it shows readers when
-    // no frame came for a while, and is written as a frame too, so that it is also what a
-    // reader holds when its producer is gone.
-    // The driver takes the timeout picture from the next program that opens it for output.
-    if (SetControlByName("timeout_image_io", 1)) {
-        int const imageFd = open(mDevicePath.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-        VERIFY(imageFd >= 0);
-        if (imageFd >= 0) {
-            VERIFY(write(imageFd, mStill.data(), mStill.size()) ==
-                   static_cast<ssize_t>(mStill.size()));
-            close(imageFd);
-            SetControlByName("timeout", 1000);
-        }
-    }
+    // The last frame, repeated to readers at the frame rate; the timeout picture takes over
+    // after a while in any case.
     VERIFY(write(mFd, mStill.data(), mStill.size()) == static_cast<ssize_t>(mStill.size()));
     close(mFd);
     mFd = -1;

@@ -1,8 +1,8 @@
 #pragma once
 // The virtual camera as other programs see it: a v4l2loopback device that each published
 // frame is written to as YUYV. Found by its sysfs entry (a device labelled "Duoscope" first,
-// else the lowest-numbered loopback device). When broadcasting stops a still picture saying
-// so is left on the device, so its readers do not freeze on a dead stream.
+// else the lowest-numbered loopback device). When broadcasting stops, or the program quits or
+// dies, the device shows its readers a still picture saying so instead of a dead stream.
 
 #include <cstdint>
 #include <optional>
@@ -49,8 +49,16 @@ public:
                                   int width, int height);
     std::vector<std::uint8_t> const& StillPictureYUYV() const { return mStill; }
 
+    // Readers see the still picture once no frame came for this long, whether Duoscope
+    // stopped, hangs or died.
+    static constexpr int kStillAfterMs = 1000;
+
 private:
-    bool SetControlByName(char const* name, int value);
+    static bool SetControlByName(int fd, char const* name, int value);
+    // Sets mFd when the node takes 640 x 480 YUYV; the first attempt releases a node that
+    // an earlier writer left at another format.
+    void OpenAs640x480YUYV(std::string const& devicePath, bool fFirstAttempt);
+    void LoadTimeoutPicture();
 
     int mFd = -1;
     std::string mDevicePath;

@@ -17,6 +17,9 @@ public:
     // The cameras as last scanned; the nodes are opened and asked again only when a node
     // came, went or changed its permissions since (a camera plugged in or unplugged).
     void ListDevices(std::vector<CaptureDevice>& devices) override;
+    // Makes the next look ask every node again: a node can change what it is without coming
+    // or going (a loopback node is a camera only while a program writes to it).
+    void ForgetScan() { mScanned = false; }
     // Changes whenever a scan found the nodes changed: menus follow it.
     std::uint64_t Generation() const { return mGeneration; }
     int OpenInput(CaptureDevice const& device, int input, int width, int height,

@@ -1,6 +1,7 @@
 #include "platform/capture/V4L2Naming.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <map>
 
@@ -73,12 +74,19 @@ std::string Qualifier(V4L2NodeAnswers const& node, int level) {
 
 }  // namespace
 
+namespace {
+std::atomic<bool> sLoopbackNodesAreCameras{false};
+}  // namespace
+
+void SetLoopbackNodesAreCameras(bool fCameras) { sLoopbackNodesAreCameras = fCameras; }
+
 bool IsCamera(v4l2_capability const& capability) {
     std::uint32_t const caps = CapsOf(capability);
     if ((caps & V4L2_CAP_VIDEO_CAPTURE) == 0 || (caps & V4L2_CAP_STREAMING) == 0) {
         return false;
     }
-    return FieldText(capability.driver, sizeof(capability.driver)) != "v4l2 loopback";
+    return sLoopbackNodesAreCameras ||
+           FieldText(capability.driver, sizeof(capability.driver)) != "v4l2 loopback";
 }
 
 bool IsCamera(V4L2NodeAnswers const& node) {

@@ -29,6 +29,10 @@ namespace V4L2Naming {
 // Nodes that capture video and stream: metadata and output nodes are not cameras, and
 // neither is a v4l2loopback node, so a virtual camera never feeds itself.
 bool IsCamera(v4l2_capability const& capability);
+// For tests that feed a loopback node as a camera of known pictures (an MJPEG camera, which
+// the kernel's test driver lacks): loopback nodes that capture count as cameras from now on.
+// The program never turns this on.
+void SetLoopbackNodesAreCameras(bool fCameras);
 // The same, knowing the node's formats: a node that needs a media-controller pipeline set
 // up first (V4L2_CAP_IO_MC) and offers no format that can be decoded cannot stream alone.
 bool IsCamera(V4L2NodeAnswers const& node);

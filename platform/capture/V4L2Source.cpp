@@ -114,6 +114,7 @@ int V4L2Source::Configure(V4L2FormatChoice const& choice, v4l2_fract const* inte
     format.fmt.pix.width = choice.width;
     format.fmt.pix.height = choice.height;
     format.fmt.pix.field = V4L2_FIELD_ANY;
+    format.fmt.pix.bytesperline = sRowBytesAsked;  // drivers ignore it for compressed formats
     // EBUSY here means another program streams from the camera.
     int err = V4L2Ioctl(fd, VIDIOC_S_FMT, &format);
     if (err != 0) {

@@ -3,6 +3,7 @@
 // non-blocking dequeueing in Grab, which takes every buffer that is ready, delivers only
 // the newest and gives them all back to the driver.
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -24,6 +25,10 @@ public:
     // from the camera; on any error nothing stays open.
     int Open(std::string const& path, std::string const& cameraName, int input, int width,
              int height);
+
+    // For tests: uncompressed formats are asked for with rows of at least this many bytes,
+    // as some drivers pad them unasked (0, the default, lets the driver choose).
+    static void SetRowBytesAskedForTests(std::uint32_t rowBytes) { sRowBytesAsked = rowBytes; }
 
     ImageDescription const& Description() const override { return mDescription; }
     int Start() override;
@@ -53,6 +58,8 @@ private:
     // Gives a buffer back to the driver; false when the camera has vanished (logged).
     bool Requeue(std::uint32_t index);
     int Vanished(int err);  // marks the camera lost, logs; sgDeviceLostErr
+
+    static inline std::atomic<std::uint32_t> sRowBytesAsked{0};
 
     std::string mPath;
     std::string mCameraName;

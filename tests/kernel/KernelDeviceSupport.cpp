@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +22,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "CoreX/CoreMachDebugLog.h"
 #include "platform/capture/V4L2Resources.h"
 #include "tests/platform/CaptureTestFrames.h"
 
@@ -27,7 +30,13 @@ namespace KernelDeviceSupport {
 
 namespace {
 constexpr auto kDeadline = std::chrono::seconds(30);
-}
+
+// The program's own log lines go to standard error, which the VM's console carries out.
+[[maybe_unused]] bool const sLogToConsole = [] {
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputASL);
+    return true;
+}();
+}  // namespace
 
 std::string NodeName(std::string const& devicePath) {
     std::string const node = devicePath.substr(devicePath.rfind('/') + 1);
@@ -206,6 +215,94 @@ PictureWriter::~PictureWriter() {
     }
 }
 
+LoopbackReader::~LoopbackReader() {
+    for (auto const& [data, length] : mBuffers) {
+        ::munmap(data, length);
+    }
+    if (mFd >= 0) {
+        ::close(mFd);
+    }
+}
+
+bool LoopbackReader::Open(int width, int height) {
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    while (mFd < 0) {
+        int const fd = ::open(mDevicePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        v4l2_capability capability{};
+        if (fd >= 0 && V4L2Ioctl(fd, VIDIOC_QUERYCAP, &capability) == 0 &&
+            (capability.device_caps & V4L2_CAP_VIDEO_CAPTURE) != 0 &&
+            V4L2Ioctl(fd, VIDIOC_G_FMT, &format) == 0) {
+            mFd = fd;
+        } else if (fd >= 0) {
+            ::close(fd);
+        }
+        if (mFd < 0 && std::chrono::steady_clock::now() > deadline) {
+            std::printf("%s never became a camera\n", mDevicePath.c_str());
+            return false;
+        }
+        if (mFd < 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    }
+    if (format.fmt.pix.pixelformat != V4L2_PIX_FMT_YUYV || int(format.fmt.pix.width) != width ||
+        int(format.fmt.pix.height) != height) {
+        std::printf("%s captures %ux%u, not YUYV %dx%d\n", mDevicePath.c_str(),
+                    format.fmt.pix.width, format.fmt.pix.height, width, height);
+        return false;
+    }
+    v4l2_requestbuffers request{};
+    request.count = 4;
+    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    request.memory = V4L2_MEMORY_MMAP;
+    if (V4L2Ioctl(mFd, VIDIOC_REQBUFS, &request) != 0 || request.count == 0) {
+        return false;
+    }
+    for (std::uint32_t index = 0; index < request.count; ++index) {
+        v4l2_buffer buffer{};
+        buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        buffer.memory = V4L2_MEMORY_MMAP;
+        buffer.index = index;
+        if (V4L2Ioctl(mFd, VIDIOC_QUERYBUF, &buffer) != 0) {
+            return false;
+        }
+        void* data = ::mmap(nullptr, buffer.length, PROT_READ, MAP_SHARED, mFd, buffer.m.offset);
+        if (data == MAP_FAILED) {
+            return false;
+        }
+        mBuffers.emplace_back(data, buffer.length);
+        V4L2Ioctl(mFd, VIDIOC_QBUF, &buffer);
+    }
+    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    return V4L2Ioctl(mFd, VIDIOC_STREAMON, &type) == 0;
+}
+
+bool LoopbackReader::Read(std::vector<std::uint8_t>& frame, int timeoutMs) {
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (mFd >= 0 && std::chrono::steady_clock::now() < deadline) {
+        pollfd ready{mFd, POLLIN, 0};
+        ::poll(&ready, 1, 20);
+        v4l2_buffer buffer{};
+        buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        buffer.memory = V4L2_MEMORY_MMAP;
+        int const err = V4L2Ioctl(mFd, VIDIOC_DQBUF, &buffer);
+        if (err == -EAGAIN) {
+            continue;
+        }
+        if (err != 0 || buffer.index >= mBuffers.size()) {
+            std::printf("reading %s: %s\n", mDevicePath.c_str(), std::strerror(-err));
+            return false;
+        }
+        auto const* data = static_cast<std::uint8_t const*>(mBuffers[buffer.index].first);
+        frame.assign(data,
+                     data + std::min<std::size_t>(buffer.bytesused, mBuffers[buffer.index].second));
+        V4L2Ioctl(mFd, VIDIOC_QBUF, &buffer);
+        return true;
+    }
+    return false;
+}
+
 std::vector<std::uint8_t> ToYUYV(std::vector<std::uint8_t> const& argb, int width, int height) {
     std::vector<std::uint8_t> yuyv(std::size_t(width) * height * 2);
     libyuv::ARGBToYUY2(argb.data(), width * 4, yuyv.data(), width * 2, width, height);
@@ -227,10 +324,15 @@ double DifferenceFrom(CoreGraphics::BitmapContext const& bitmap,
 }
 
 void SaveForPeople(CoreGraphics::BitmapContext const& bitmap, char const* fileName) {
+    SaveForPeople(bitmap.mImageDataBytes, int(bitmap.mImageWidth), int(bitmap.mImageHeight),
+                  int(bitmap.mImageRowBytes), fileName);
+}
+
+void SaveForPeople(std::uint8_t const* argb, int width, int height, int rowBytes,
+                   char const* fileName) {
     char const* folder = std::getenv("DUOSCOPE_KERNEL_OUT");
     if (folder != nullptr) {
-        QImage(bitmap.mImageDataBytes, int(bitmap.mImageWidth), int(bitmap.mImageHeight),
-               int(bitmap.mImageRowBytes), QImage::Format_ARGB32)
+        QImage(argb, width, height, rowBytes, QImage::Format_ARGB32)
             .save(QString::fromUtf8(folder) + "/" + fileName);
     }
 }

@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "QClasses/QCameraGrabCGContext.h"
@@ -54,6 +55,24 @@ private:
     std::thread mThread;
 };
 
+// Reads a loopback node's capture side as browsers and ffmpeg do (memory-mapped buffers,
+// poll, VIDIOC_DQBUF), once a writer has made the node a camera: until then, with
+// exclusive_caps, it only takes output.
+class LoopbackReader {
+public:
+    explicit LoopbackReader(std::string devicePath) : mDevicePath(std::move(devicePath)) {}
+    ~LoopbackReader();
+    // Waits up to 60 s for the node to offer YUYV width x height, then starts streaming.
+    bool Open(int width, int height);
+    // The next frame; false when none comes within `timeoutMs`.
+    bool Read(std::vector<std::uint8_t>& frame, int timeoutMs);
+
+private:
+    std::string mDevicePath;
+    int mFd = -1;
+    std::vector<std::pair<void*, std::size_t>> mBuffers;
+};
+
 // 32-bit ARGB (bytes B, G, R, A) to YUYV, as a camera would send it.
 std::vector<std::uint8_t> ToYUYV(std::vector<std::uint8_t> const& argb, int width, int height);
 // The picture mirrored left to right: a second known picture unlike the first.
@@ -64,5 +83,7 @@ double DifferenceFrom(CoreGraphics::BitmapContext const& bitmap,
 // Saves the picture as a PNG in the result share ($DUOSCOPE_KERNEL_OUT), for a person
 // looking into a failure.
 void SaveForPeople(CoreGraphics::BitmapContext const& bitmap, char const* fileName);
+void SaveForPeople(std::uint8_t const* argb, int width, int height, int rowBytes,
+                   char const* fileName);
 
 }  // namespace KernelDeviceSupport

@@ -7,14 +7,21 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <QComboBox>
+#include <QStringList>
+
 #include <gtest/gtest.h>
 #include <linux/videodev2.h>
 
+#include "CoCamX/NSUICamMenuController.h"
+#include "CoCamX/QCamGrabCGImageView.h"
 #include "QClasses/QCameraGrabCGContext.h"
 #include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/V4L2BackEnd.h"
@@ -149,8 +156,9 @@ TEST(TwoWebcams, ALostEyeReopensItsCameraAfterThePeriodOnceItIsBack) {
 }
 
 // Two vivid instances, each with its HDMI output looped into its HDMI input: cameras whose
-// pictures are known. Both eyes decode their own picture into the 640 x 480 buffer, so a
-// decoder that mixes up the eyes or misreads the rows fails here.
+// pictures are known. Both eyes decode their own picture into the 640 x 480 buffer, with
+// rows as long as the pixels and with padded rows (vivid pads when asked), so a decoder
+// that mixes up the eyes or ignores the driver's row length fails here.
 TEST(LoopedCameras, EachEyeDecodesItsOwnKnownPicture) {
     std::vector<std::uint8_t> const leftPicture = CaptureTestFrames::Picture(640, 480);
     std::vector<std::uint8_t> const rightPicture = Mirrored(leftPicture, 640, 480);
@@ -159,21 +167,93 @@ TEST(LoopedCameras, EachEyeDecodesItsOwnKnownPicture) {
     ASSERT_TRUE(leftSensor.IsWriting() && rightSensor.IsWriting());
     ASSERT_TRUE(LoopVideo("/dev/video0") && LoopVideo("/dev/video2"));
 
-    QCameraGrabCGContext left;
-    QCameraGrabCGContext right;
-    OpenBothEyes(left, right);
-    if (HasFatalFailure()) {
-        return;
+    for (std::uint32_t const rowBytes : {0u, 1600u}) {
+        SCOPED_TRACE("rows asked for: " + std::to_string(rowBytes));
+        V4L2Source::SetRowBytesAskedForTests(rowBytes);
+        QCameraGrabCGContext left;
+        QCameraGrabCGContext right;
+        OpenBothEyes(left, right);
+        V4L2Source::SetRowBytesAskedForTests(0);
+        if (HasFatalFailure()) {
+            return;
+        }
+        ASSERT_TRUE(IdleUntilFrames({&left, &right}, 3));
+        EXPECT_EQ(left.mCameraImageDesc.cType, kCodecYUYV);
+        EXPECT_EQ(left.mCameraImageDesc.bytesPerLine, rowBytes == 0 ? 1280 : int(rowBytes));
+        EXPECT_LT(DifferenceFrom(left.mCamContext, leftPicture), 3.0);
+        EXPECT_LT(DifferenceFrom(right.mCamContext, rightPicture), 3.0);
+        if (Test::HasFailure()) {
+            SaveForPeople(left.mCamContext, "looped-left.png");
+            SaveForPeople(right.mCamContext, "looped-right.png");
+        }
     }
-    ASSERT_TRUE(IdleUntilFrames({&left, &right}, 3));
-    EXPECT_EQ(left.mCameraImageDesc.cType, kCodecYUYV);
     EXPECT_GT(leftSensor.FramesWritten(), 0);
-    EXPECT_LT(DifferenceFrom(left.mCamContext, leftPicture), 3.0);
-    EXPECT_LT(DifferenceFrom(right.mCamContext, rightPicture), 3.0);
-    if (Test::HasFailure()) {
-        SaveForPeople(left.mCamContext, "looped-left.png");
-        SaveForPeople(right.mCamContext, "looped-right.png");
+}
+
+// An MJPEG camera: a loopback node that a writer feeds with JPEG frames of a known picture.
+// The grabber negotiates MJPEG and decodes it into the 640 x 480 buffer. Loopback nodes are
+// cameras only for this test; the program's own list leaves them out.
+TEST(LoopedCameras, AnMJPEGCameraIsDecodedIntoTheFrameBuffer) {
+    std::vector<std::uint8_t> const picture = CaptureTestFrames::Picture(640, 480);
+    PictureWriter sensor("/dev/video11", V4L2_PIX_FMT_MJPEG, 640, 480,
+                         CaptureTestFrames::EncodeJPEG(picture, 640, 480));
+    ASSERT_TRUE(sensor.IsWriting());
+    V4L2Naming::SetLoopbackNodesAreCameras(true);
+    CaptureRegistry::Shared().V4L2().ForgetScan();
+    // The grabber starts on its default camera and is switched, as the camera menu does.
+    QCameraGrabCGContext grabber;
+    ASSERT_EQ(OpenAndRecord(grabber, kFrameRect, nullptr), noErr);
+    QCameraGrabberBase::Camera camera;
+    bool const fListed = grabber.GetCameraWithDeviceInputName(camera, "JPEGCam");
+    EXPECT_TRUE(fListed) << "the loopback node fed with JPEG frames is not listed";
+    if (fListed) {
+        ASSERT_EQ(grabber.SwitchToCamera(camera), noErr);
+        ASSERT_EQ(CurrentCamera(grabber), "JPEGCam");
+        ASSERT_TRUE(IdleUntilFrames({&grabber}, 3));
+        EXPECT_EQ(grabber.mCameraImageDesc.cType, kCodecMJPEG);
+        EXPECT_LT(DifferenceFrom(grabber.mCamContext, picture), 4.0);
+        EXPECT_EQ(grabber.GetFrameStatistics().framesDropped, 0u);
+        if (Test::HasFailure()) {
+            SaveForPeople(grabber.mCamContext, "mjpeg.png");
+        }
     }
+    V4L2Naming::SetLoopbackNodesAreCameras(false);
+    CaptureRegistry::Shared().V4L2().ForgetScan();
+}
+
+// A camera plugged in after the program started: the harness loads vivid when asked. The
+// device watch notices the new nodes, the camera menu lists them once refreshed (the window
+// refreshes when DevicesChanged says so), and choosing one there switches the eye to it.
+TEST(Hotplug, ACameraPluggedInLaterIsInTheMenuAndCanBeChosen) {
+    char const* plugRequest = std::getenv("DUOSCOPE_KERNEL_PLUG");
+    ASSERT_NE(plugRequest, nullptr) << "run-kernel-vm.sh loads the camera when asked";
+    QComboBox popUp;
+    QCamGrabCGImageView view;
+    view.setCameraPopUpButton(&popUp);
+    view.cameraOpen(QSizeF(640, 480));
+    QCameraGrabCGContext& grabber = view.cameraGrabber();
+    ASSERT_TRUE(V4L2Devices().empty());
+    ASSERT_EQ(CurrentCamera(grabber), "Test Pattern Left");
+    CaptureRegistry::Shared().DevicesChanged();
+
+    std::ofstream(plugRequest) << "plug\n";
+    bool fChanged = false;
+    ASSERT_TRUE(IdleUntil([&] {
+        fChanged = CaptureRegistry::Shared().DevicesChanged() || fChanged;
+        return V4L2Devices().size() == 2;
+    })) << "the new camera's nodes were never listed";
+    EXPECT_TRUE(fChanged);
+
+    view.cameraMenuRefresh();
+    QString const plugged = QStringLiteral("vivid [platform:vivid-001]");
+    int const row = popUp.findText(plugged, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    ASSERT_GE(row, 0) << "not in the camera menu";
+    QObject::connect(view.cameraMenuController(), &NSUICamMenuController::action, &view,
+                     &QCamGrabViewBase::cameraMenuChanged);
+    emit popUp.activated(row);
+    EXPECT_EQ(CurrentCamera(grabber), plugged.toStdString());
+    EXPECT_TRUE(IdleUntilFrames({&grabber}, 2));
+    view.cameraClose();
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // The whole product against real devices: the application, its eyes on two looped HDMI
 // cameras with known pictures, broadcasting to the v4l2loopback node labelled "Duoscope"; a
 // reader on the node's capture side gets the anaglyph of the two pictures, and the still
-// "not broadcasting" picture once the application has quit.
+// "not broadcasting" picture once the application has quit. Then the virtual camera alone,
+// through stops, silences and restarts.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -16,6 +17,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -52,50 +55,6 @@ std::vector<std::uint8_t> Anaglyph(std::vector<std::uint8_t> const& left,
     return out;
 }
 
-// Reads whole YUYV frames from the loopback's capture side, once a writer has made it a
-// camera (until then the node only takes output).
-class LoopbackReader {
-public:
-    bool Open() {
-        auto const deadline = Clock::now() + std::chrono::seconds(60);
-        while (Clock::now() < deadline) {
-            mFd.Reset(::open(kVirtualCamera, O_RDWR | O_NONBLOCK | O_CLOEXEC));
-            v4l2_capability capability{};
-            if (mFd.IsOpen() && V4L2Ioctl(mFd.Get(), VIDIOC_QUERYCAP, &capability) == 0 &&
-                (capability.device_caps & V4L2_CAP_VIDEO_CAPTURE) != 0) {
-                v4l2_format format{};
-                format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-                return V4L2Ioctl(mFd.Get(), VIDIOC_G_FMT, &format) == 0 &&
-                       format.fmt.pix.pixelformat == V4L2_PIX_FMT_YUYV &&
-                       format.fmt.pix.width == kWidth && format.fmt.pix.height == kHeight;
-            }
-            usleep(100 * 1000);
-        }
-        return false;
-    }
-    // The next frame; false when none comes within `timeoutMs`. (The driver's poll does not
-    // wake a reader before its first read, so reads are retried instead.)
-    bool Read(std::vector<std::uint8_t>& yuyv, int timeoutMs) {
-        yuyv.resize(std::size_t(kWidth) * kHeight * 2);
-        auto const deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-        while (Clock::now() < deadline) {
-            ssize_t const got = ::read(mFd.Get(), yuyv.data(), yuyv.size());
-            if (got == ssize_t(yuyv.size())) {
-                return true;
-            }
-            if (got < 0 && errno != EAGAIN && errno != EINTR) {
-                std::printf("reading %s: %s\n", kVirtualCamera, std::strerror(errno));
-                return false;
-            }
-            usleep(5000);
-        }
-        return false;
-    }
-
-private:
-    ScopedFd mFd;
-};
-
 double DifferenceFromYUYV(std::vector<std::uint8_t> const& yuyv,
                           std::vector<std::uint8_t> const& argb) {
     std::vector<std::uint8_t> decoded(argb.size());
@@ -104,10 +63,45 @@ double DifferenceFromYUYV(std::vector<std::uint8_t> const& yuyv,
                                              kWidth, kHeight);
 }
 
+void SaveYUYVForPeople(std::vector<std::uint8_t> const& yuyv, char const* fileName) {
+    if (yuyv.size() == std::size_t(kWidth) * kHeight * 2) {
+        std::vector<std::uint8_t> argb(std::size_t(kWidth) * kHeight * 4);
+        libyuv::YUY2ToARGB(yuyv.data(), kWidth * 2, argb.data(), kWidth * 4, kWidth, kHeight);
+        SaveForPeople(argb.data(), kWidth, kHeight, kWidth * 4, fileName);
+    }
+}
+
 bool LoopVideo(char const* capturePath) {
     ScopedFd fd(::open(capturePath, O_RDWR | O_NONBLOCK | O_CLOEXEC));
     return fd.IsOpen() && SetControlByName(fd.Get(), "Loop Video", 1) &&
            SetControlByName(fd.Get(), "OSD Text Mode", 2);
+}
+
+// True when, within a few frames, the reader gets the "not broadcasting" picture, and then
+// only that for twice the time after which the driver shows its timeout picture.
+bool ReadsOnlyTheStillPictureAfterAWhile(LoopbackReader& reader) {
+    LoopbackDevice const device;
+    std::vector<std::uint8_t> frame;
+    int frames = 0;
+    while (frames < 10 && reader.Read(frame, 2000) && frame != device.StillPictureYUYV()) {
+        ++frames;
+    }
+    if (frame != device.StillPictureYUYV()) {
+        std::printf("no still picture within %d frames\n", frames);
+        return false;
+    }
+    int stillFrames = 0;
+    auto const until = Clock::now() + std::chrono::milliseconds(2 * LoopbackDevice::kStillAfterMs);
+    while (Clock::now() < until) {
+        if (!reader.Read(frame, 2000) || frame != device.StillPictureYUYV()) {
+            std::printf("after %d still frames: %s\n", stillFrames,
+                        frame.empty() ? "no frame" : "another picture");
+            SaveYUYVForPeople(frame, "after-still.png");
+            return false;
+        }
+        ++stillFrames;
+    }
+    return stillFrames > 1;
 }
 
 TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
@@ -138,15 +132,15 @@ TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
         _exit(127);
     }
 
-    LoopbackReader reader;
-    bool const fOpened = reader.Open();
+    auto reader = std::make_unique<LoopbackReader>(kVirtualCamera);
+    bool const fOpened = reader->Open(kWidth, kHeight);
     EXPECT_TRUE(fOpened) << kVirtualCamera << " never became a YUYV 640 x 480 camera";
     std::vector<std::uint8_t> const expected = Anaglyph(leftPicture, rightPicture);
     std::vector<std::uint8_t> frame;
     double best = 1e9;
     auto const deadline = Clock::now() + std::chrono::seconds(60);
     while (fOpened && best > 4.0 && Clock::now() < deadline) {
-        if (reader.Read(frame, 1000)) {
+        if (reader->Read(frame, 1000)) {
             best = std::min(best, DifferenceFromYUYV(frame, expected));
         }
     }
@@ -164,17 +158,79 @@ TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
     }
     EXPECT_TRUE(fExited && WIFEXITED(status) && WEXITSTATUS(status) == 0)
         << "the application did not quit cleanly: status " << status;
-    // Frames already queued come first, then the still picture. (Once its writer has closed
-    // the node, Debian 12's v4l2loopback hands readers blank frames, so the still picture is
-    // not the last thing they see.)
-    LoopbackDevice const device;
-    int stillFrames = 0;
-    for (int i = 0; i < 50 && fOpened && reader.Read(frame, 2000); ++i) {
-        stillFrames += frame == device.StillPictureYUYV();
-    }
-    EXPECT_GT(stillFrames, 0) << "the still picture never reached the reader";
+    // A reader that was reading throughout gets the frames already queued, then the still
+    // picture and nothing else, for longer than the driver's timeout, after which it shows
+    // its own picture. Once it has closed too, nobody holds the device: one that opens the
+    // camera now gets the still picture as well.
+    EXPECT_TRUE(fOpened && ReadsOnlyTheStillPictureAfterAWhile(*reader))
+        << "a reader that was reading when Duoscope quit";
+    reader.reset();
+    LoopbackReader later(kVirtualCamera);
+    EXPECT_TRUE(later.Open(kWidth, kHeight) && ReadsOnlyTheStillPictureAfterAWhile(later))
+        << "a reader that opened the camera after Duoscope quit";
     if (::testing::Test::HasFailure()) {
         std::system("cat \"$XDG_STATE_HOME\"/Duoscope/*.log");
+    }
+}
+
+// The virtual camera on its own, through the steps of a session, starting on a node that
+// another program left at another size: a reader gets the live picture while frames come,
+// the still picture once they stop (the program hangs, or dies, with the node still open:
+// the driver's timeout picture) and when broadcasting stops, and the live picture again as
+// soon as frames come back, including after a restart.
+TEST(VirtualCamera, ReadersGetTheStillPictureWhenFramesStopAndTheLiveOneWhenTheyCome) {
+    std::vector<std::uint8_t> const live = CaptureTestFrames::Picture(kWidth, kHeight);
+    std::vector<std::uint8_t> const liveYUYV = ToYUYV(live, kWidth, kHeight);
+    // Another program left the node at another format, kept for readers that are gone:
+    // Duoscope releases it.
+    {
+        ScopedFd control(::open(kVirtualCamera, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        ASSERT_TRUE(SetControlByName(control.Get(), "keep_format", 0));
+    }
+    {
+        PictureWriter other(kVirtualCamera, kCodecYUYV, 320, 240,
+                            std::vector<std::uint8_t>(320 * 240 * 2, 0x80));
+        ASSERT_TRUE(other.IsWriting());
+        ScopedFd control(::open(kVirtualCamera, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        ASSERT_TRUE(SetControlByName(control.Get(), "keep_format", 1));
+    }
+    LoopbackDevice device;
+    ASSERT_TRUE(device.Open());
+    ASSERT_EQ(device.DevicePath(), kVirtualCamera);
+    ASSERT_TRUE(device.WriteFrame(live.data(), kWidth * 4));
+    LoopbackReader reader(kVirtualCamera);
+    ASSERT_TRUE(reader.Open(kWidth, kHeight));
+
+    enum Writer { kWriting, kSilent };
+    struct Step {
+        char const* what;
+        std::function<void()> action;
+        Writer writer;
+        std::vector<std::uint8_t> const& expected;
+    };
+    std::vector<std::uint8_t> const& still = device.StillPictureYUYV();
+    Step const steps[] = {
+        {"broadcasting", [] {}, kWriting, liveYUYV},
+        {"frames stop, node open", [] {}, kSilent, still},
+        {"frames again", [] {}, kWriting, liveYUYV},
+        {"broadcasting stopped", [&] { device.CloseWithStillPicture(); }, kSilent, still},
+        {"broadcasting again", [&] { ASSERT_TRUE(device.Open()); }, kWriting, liveYUYV},
+    };
+    std::vector<std::uint8_t> frame;
+    for (Step const& step : steps) {
+        SCOPED_TRACE(step.what);
+        step.action();
+        // Long enough for the timeout picture and a few frames queued before the step.
+        auto const deadline =
+            Clock::now() + std::chrono::milliseconds(3 * LoopbackDevice::kStillAfterMs);
+        bool fSeen = false;
+        while (!fSeen && Clock::now() < deadline) {
+            if (step.writer == kWriting) {
+                device.WriteFrame(live.data(), kWidth * 4);
+            }
+            fSeen = reader.Read(frame, 100) && frame == step.expected;
+        }
+        EXPECT_TRUE(fSeen);
     }
 }
 

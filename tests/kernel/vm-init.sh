@@ -62,6 +62,39 @@ run_case() {
     done
 }
 
+# run_hotplug_case NAME FILTER "MODULE OPTIONS...": runs the cases with nothing loaded and
+# loads the module when they ask for it (by creating $plug_request in the host root), as a
+# camera plugged in while the program runs.
+run_hotplug_case() {
+    name=$1
+    filter=$2
+    line=$3
+    plug_request=/run/tmp/plug-request
+    echo "==== $name: $filter"
+    chroot /host /usr/bin/env -i PATH=/usr/bin:/bin HOME=/run/home TMPDIR=/run/tmp \
+        XDG_RUNTIME_DIR=/run/tmp QT_QPA_PLATFORM=offscreen DUOSCOPE_KERNEL_OUT=/run/out \
+        DUOSCOPE_KERNEL_PLUG="$plug_request" \
+        "$program" --gtest_filter="$filter" --gtest_brief=1 &
+    pid=$!
+    plugged=""
+    while kill -0 "$pid" 2>/dev/null; do
+        if [ -z "$plugged" ] && [ -e "/host$plug_request" ]; then
+            # shellcheck disable=SC2086
+            modprobe $line || echo "FAIL $name (modprobe $line)" >>"$summary"
+            plugged=${line%% *}
+        fi
+        sleep 0.2
+    done
+    wait "$pid"
+    status=$?
+    if [ "$status" -eq 0 ]; then
+        echo "PASS $name" >>"$summary"
+    else
+        echo "FAIL $name (status $status)" >>"$summary"
+    fi
+    [ -z "$plugged" ] || rmmod "$plugged" || echo "FAIL $name (rmmod $plugged)" >>"$summary"
+}
+
 webcams="vivid n_devs=2 node_types=0x1,0x1 num_inputs=1,1 input_types=0x0,0x0 vid_cap_nr=0,1"
 # Two instances whose HDMI output is looped into their own HDMI input: cameras whose
 # pictures the tests write. Two loopback nodes: the virtual camera and an MJPEG camera that
@@ -71,7 +104,8 @@ loopbacks="v4l2loopback devices=2 video_nr=10,11 card_label=Duoscope,JPEGCam exc
 
 [ -n "$only" ] || run_case default-vivid 'DefaultVivid.*' vivid "v4l2loopback devices=1 video_nr=9 exclusive_caps=0"
 [ -n "$only" ] || run_case webcams 'TwoWebcams.*' "$webcams"
-run_case looped 'LoopedCameras.*' "$looped" "$loopbacks"
+[ -n "$only" ] || run_hotplug_case hotplug 'Hotplug.*' "$webcams"
+run_case looped 'LoopedCameras.*:VirtualCamera.*' "$looped" "$loopbacks"
 
 echo DONE >>"$summary"
 sync
