@@ -4,11 +4,13 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QVBoxLayout>
 
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 #include "CoreX/CoreMachDebugLog.h"
+#include "app/DSCMonitorGLView.h"
 #include "platform/imaging/CIContext.h"
 #include "platform/imaging/CIFilter.h"
 #include "platform/imaging/CIPlugIn.h"
@@ -40,6 +42,35 @@ DSCStereoView::DSCStereoView(QWidget* parent) : QWidget(parent) {
     if (_stereoMux) {
         _stereoMux->setDefaults();
     }
+    if (monitorPath() == MonitorPath::kOpenGL) {
+        mGLView = new DSCMonitorGLView(&mPicture, this);
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(mGLView);
+    }
+}
+
+DSCStereoView::MonitorPath DSCStereoView::monitorPath() {
+    static MonitorPath const sPath = chooseMonitorPath();
+    return sPath;
+}
+
+DSCStereoView::MonitorPath DSCStereoView::chooseMonitorPath() {
+    if (qEnvironmentVariable("DUOSCOPE_MONITOR") == QLatin1String("cpu")) {
+        CoreMachDebugLog("Monitor drawn on the CPU: DUOSCOPE_MONITOR=cpu");
+        return MonitorPath::kCPU;
+    }
+    QString renderer;
+    if (!DSCMonitorGLView::contextAvailable(&renderer)) {
+        CoreMachDebugLog("Monitor drawn on the CPU: %s", qPrintable(renderer));
+        return MonitorPath::kCPU;
+    }
+    CoreMachDebugLog("Monitor drawn through OpenGL (%s)", qPrintable(renderer));
+    return MonitorPath::kOpenGL;
+}
+
+QWidget* DSCStereoView::surface() {
+    return mGLView != nullptr ? static_cast<QWidget*>(mGLView) : this;
 }
 
 DSCStereoView::~DSCStereoView() = default;
@@ -118,13 +149,13 @@ CIImage DSCStereoView::liveMonitorImage() const {
 
 void DSCStereoView::monitorImageTypeChanged() {
     composeMonitorImage();
-    update();
+    surface()->update();
 }
 
 void DSCStereoView::setNeedsDisplay(bool needsDisplay) {
     if (needsDisplay) {
         composeMonitorImage();
-        update();
+        surface()->update();
     }
 }
 
@@ -141,6 +172,9 @@ void DSCStereoView::composeMonitorImage() {
     QSize const size = mRecipe.extent().toAlignedRect().size();
     if (mRecipe.isEmpty() || size.isEmpty()) {
         setMonitorImage(CIImage());
+        if (mGLView != nullptr) {
+            mGLView->pictureChanged(false);
+        }
         return;
     }
     if (mPicture.size() != size || !mContext) {
@@ -154,10 +188,16 @@ void DSCStereoView::composeMonitorImage() {
     }
     if (!mContext) {
         setMonitorImage(CIImage());
+        if (mGLView != nullptr) {
+            mGLView->pictureChanged(false);
+        }
         return;
     }
     mContext->drawImage(mRecipe, QPointF(0, 0), mRecipe.extent());
     setMonitorImage(mPictureImage);
+    if (mGLView != nullptr) {
+        mGLView->pictureChanged(true);
+    }
 }
 
 QRectF DSCStereoView::letterboxRect(QRectF bounds, QSizeF picture) {
@@ -180,6 +220,9 @@ void DSCStereoView::drawPicture(QPainter& painter, QRectF rect) const {
 }
 
 void DSCStereoView::paintEvent(QPaintEvent* /*event*/) {
+    if (mGLView != nullptr) {
+        return;  // the OpenGL surface covers the whole monitor
+    }
     QPainter painter(this);
     drawPicture(painter, QRectF(rect()));
 }

@@ -4,7 +4,11 @@
 
 #include "app/DSCStereoView.h"
 
+#include <cstdlib>
+
 #include <QDir>
+#include <QOpenGLContext>
+#include <QOpenGLWidget>
 #include <QTest>
 #include <QVBoxLayout>
 #include <QThread>
@@ -14,6 +18,7 @@
 #include "CoCamX/NSUICICameraControls.h"
 #include "app/DSCSnapshot.h"
 #include "tests/support/TestEnvironment.h"
+#include "tests/support/TestLogCapture.h"
 #include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
@@ -235,6 +240,85 @@ TEST(StereoViewTest, FullScreenLeavesTheWindowAndEscapeBringsItBack) {
     QTest::mouseDClick(view, Qt::LeftButton);
     EXPECT_TRUE(view->isFullScreenMonitor()) << "a double click";
     view->setFullScreenMonitor(false);
+}
+
+TEST(MonitorPathTest, OpenGLOnlyWhereAContextCanBeMadeAndTheChoiceIsLogged) {
+    // OpenGL widgets need a window system that composes them (xcb here, under Xvfb).
+    bool const contextMade =
+        QGuiApplication::platformName() == QLatin1String("xcb") && QOpenGLContext().create();
+    struct Case {
+        char const* override;
+        DSCStereoView::MonitorPath path;
+        char const* logged;
+    };
+    Case const cases[] = {
+        {"cpu", DSCStereoView::MonitorPath::kCPU, "Monitor drawn on the CPU: DUOSCOPE_MONITOR=cpu"},
+        {nullptr, contextMade ? DSCStereoView::MonitorPath::kOpenGL
+                              : DSCStereoView::MonitorPath::kCPU,
+         contextMade ? "Monitor drawn through OpenGL (" : "Monitor drawn on the CPU: "},
+    };
+    for (Case const& c : cases) {
+        if (c.override != nullptr) {
+            setenv("DUOSCOPE_MONITOR", c.override, 1);
+        } else {
+            unsetenv("DUOSCOPE_MONITOR");
+        }
+        TestLogCapture log;
+        EXPECT_EQ(DSCStereoView::chooseMonitorPath(), c.path) << c.logged;
+        EXPECT_TRUE(log.Contains(c.logged)) << log.Lines();
+    }
+    Monitor monitor;
+    EXPECT_EQ(monitor.view.surface() != &monitor.view,
+              DSCStereoView::monitorPath() == DSCStereoView::MonitorPath::kOpenGL)
+        << "the view draws through the path chosen";
+}
+
+TEST(MonitorPathTest, BothPathsShowTheSamePictureInTheSameLetterbox) {
+    if (DSCStereoView::monitorPath() != DSCStereoView::MonitorPath::kOpenGL) {
+        GTEST_SKIP() << "no OpenGL widget on this platform (app_tests_opengl runs this under "
+                        "xvfb-run with the xcb platform)";
+    }
+    // A gradient, so that a picture scaled differently, flipped or with its colours swapped
+    // shows; the view is wider than 4:3, so the bars stand left and right.
+    QImage picture(640, 480, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 640; ++x) {
+            picture.setPixel(x, y, qRgb(x * 255 / 639, y * 255 / 479, 40));
+        }
+    }
+    Monitor monitor;
+    monitor.left.setCameraImageRef(picture);
+    monitor.target = QImage(802, 528, QImage::Format_ARGB32_Premultiplied);
+    monitor.view.resize(monitor.target.size());
+    monitor.view.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&monitor.view));
+    monitor.Draw(DSCStereoView::kMonitorLeftEye);  // composes, and the CPU path's drawing
+    auto* surface = qobject_cast<QOpenGLWidget*>(monitor.view.surface());
+    ASSERT_NE(surface, nullptr);
+    QImage const gpu = surface->grabFramebuffer().convertToFormat(QImage::Format_RGB32);
+    QImage const cpu = monitor.target.convertToFormat(QImage::Format_RGB32);
+    ASSERT_EQ(gpu.size(), cpu.size()) << "the surface rendered nothing";
+    int worst = 0;
+    QPoint worstAt;
+    for (int y = 0; y < cpu.height(); ++y) {
+        for (int x = 0; x < cpu.width(); ++x) {
+            QRgb const a = gpu.pixel(x, y), b = cpu.pixel(x, y);
+            int const d = std::max({std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                                    std::abs(qBlue(a) - qBlue(b))});
+            if (d > worst) {
+                worst = d;
+                worstAt = QPoint(x, y);
+            }
+        }
+    }
+    EXPECT_LE(worst, 3) << "at " << worstAt.x() << "," << worstAt.y();
+    EXPECT_EQ(gpu.pixel(48, 264), qRgb(0, 0, 0)) << "the bar";
+    EXPECT_EQ(qBlue(gpu.pixel(49, 264)), 40) << "the picture starts where the bar ends";
+    EXPECT_EQ(gpu.pixel(49 + 704, 264), qRgb(0, 0, 0));
+
+    monitor.left.setCameraImageRef(QImage());
+    monitor.view.setNeedsDisplay(true);
+    EXPECT_EQ(surface->grabFramebuffer().pixel(400, 264), qRgb(0, 0, 0)) << "nothing to show";
 }
 
 }  // namespace
