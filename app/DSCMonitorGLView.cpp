@@ -86,6 +86,14 @@ bool DSCMonitorGLView::contextAvailable(QString* renderer) {
     return true;
 }
 
+bool DSCMonitorGLView::isSoftwareRenderer(QString const& renderer) {
+    static char const* const kSoftware[] = {"llvmpipe", "softpipe", "swrast", "SwiftShader",
+                                            "Software Rasterizer"};
+    return std::any_of(std::begin(kSoftware), std::end(kSoftware), [&](char const* name) {
+        return renderer.contains(QLatin1String(name), Qt::CaseInsensitive);
+    });
+}
+
 void DSCMonitorGLView::initializeGL() {
     initializeOpenGLFunctions();
     connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] {

@@ -22,6 +22,8 @@ public:
     // Whether this platform shows OpenGL widgets and a context can be made on its display;
     // `renderer` gets the driver's renderer name, or why not.
     static bool contextAvailable(QString* renderer);
+    // Whether `renderer` names a rasteriser that runs on the CPU (Mesa's llvmpipe, softpipe).
+    static bool isSoftwareRenderer(QString const& renderer);
 
     // A new picture was composed (same memory, possibly a new size) and the next paint
     // uploads it; or there is nothing to show, and the next paint is all black.

@@ -74,8 +74,8 @@ public:
     // The path every monitor of this process draws through, chosen on first use and logged
     // once.
     static MonitorPath monitorPath();
-    // Chooses and logs the path: OpenGL where a context can be made, unless the environment
-    // sets DUOSCOPE_MONITOR=cpu.
+    // Chooses and logs the path: OpenGL where a context can be made on graphics hardware;
+    // DUOSCOPE_MONITOR=cpu forces the painter, DUOSCOPE_MONITOR=opengl a software OpenGL.
     static MonitorPath chooseMonitorPath();
     // The widget that paints the picture: the OpenGL surface, or the monitor itself.
     QWidget* surface();

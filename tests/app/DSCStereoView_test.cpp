@@ -5,9 +5,12 @@
 #include "app/DSCStereoView.h"
 
 #include <cstdlib>
+#include <string>
 
 #include <QDir>
+#include <QOffscreenSurface>
 #include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QOpenGLWidget>
 #include <QTest>
 #include <QVBoxLayout>
@@ -242,24 +245,39 @@ TEST(StereoViewTest, FullScreenLeavesTheWindowAndEscapeBringsItBack) {
     view->setFullScreenMonitor(false);
 }
 
-TEST(MonitorPathTest, OpenGLOnlyWhereAContextCanBeMadeAndTheChoiceIsLogged) {
-    // OpenGL widgets need a window system that composes them (xcb here, under Xvfb).
+TEST(MonitorPathTest, OpenGLOnlyOnHardwareOrWhenAskedAndTheChoiceIsLogged) {
+    // OpenGL widgets need a window system that composes them (xcb here, under Xvfb, where
+    // Mesa renders in software).
+    QOpenGLContext context;
     bool const contextMade =
-        QGuiApplication::platformName() == QLatin1String("xcb") && QOpenGLContext().create();
+        QGuiApplication::platformName() == QLatin1String("xcb") && context.create();
+    QOffscreenSurface surface;
+    surface.create();
+    bool const software = contextMade && context.makeCurrent(&surface) &&
+                          QByteArray(reinterpret_cast<char const*>(
+                                         context.functions()->glGetString(GL_RENDERER)))
+                              .contains("llvmpipe");
+    using Path = DSCStereoView::MonitorPath;
+    Path const hardware = contextMade && !software ? Path::kOpenGL : Path::kCPU;
     struct Case {
-        char const* override;
-        DSCStereoView::MonitorPath path;
+        char const* choice;
+        Path path;
         char const* logged;
     };
     Case const cases[] = {
-        {"cpu", DSCStereoView::MonitorPath::kCPU, "Monitor drawn on the CPU: DUOSCOPE_MONITOR=cpu"},
-        {nullptr, contextMade ? DSCStereoView::MonitorPath::kOpenGL
-                              : DSCStereoView::MonitorPath::kCPU,
+        {"cpu", Path::kCPU, "Monitor drawn on the CPU: DUOSCOPE_MONITOR=cpu"},
+        {"opengl", contextMade ? Path::kOpenGL : Path::kCPU,
          contextMade ? "Monitor drawn through OpenGL (" : "Monitor drawn on the CPU: "},
+        {nullptr, hardware,
+         hardware == Path::kOpenGL ? "through OpenGL"
+         : software                ? "OpenGL renders in software here (llvmpipe"
+                                   : "Monitor drawn on the CPU: "},
     };
+    char const* const saved = std::getenv("DUOSCOPE_MONITOR");
+    std::string const restore = saved != nullptr ? saved : "";
     for (Case const& c : cases) {
-        if (c.override != nullptr) {
-            setenv("DUOSCOPE_MONITOR", c.override, 1);
+        if (c.choice != nullptr) {
+            setenv("DUOSCOPE_MONITOR", c.choice, 1);
         } else {
             unsetenv("DUOSCOPE_MONITOR");
         }
@@ -267,16 +285,19 @@ TEST(MonitorPathTest, OpenGLOnlyWhereAContextCanBeMadeAndTheChoiceIsLogged) {
         EXPECT_EQ(DSCStereoView::chooseMonitorPath(), c.path) << c.logged;
         EXPECT_TRUE(log.Contains(c.logged)) << log.Lines();
     }
+    if (saved != nullptr) {
+        setenv("DUOSCOPE_MONITOR", restore.c_str(), 1);
+    }
     Monitor monitor;
     EXPECT_EQ(monitor.view.surface() != &monitor.view,
-              DSCStereoView::monitorPath() == DSCStereoView::MonitorPath::kOpenGL)
+              DSCStereoView::monitorPath() == Path::kOpenGL)
         << "the view draws through the path chosen";
 }
 
 TEST(MonitorPathTest, BothPathsShowTheSamePictureInTheSameLetterbox) {
     if (DSCStereoView::monitorPath() != DSCStereoView::MonitorPath::kOpenGL) {
         GTEST_SKIP() << "no OpenGL widget on this platform (app_tests_opengl runs this under "
-                        "xvfb-run with the xcb platform)";
+                        "xvfb-run with the xcb platform and DUOSCOPE_MONITOR=opengl)";
     }
     // A gradient, so that a picture scaled differently, flipped or with its colours swapped
     // shows; the view is wider than 4:3, so the bars stand left and right.
