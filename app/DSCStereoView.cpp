@@ -204,6 +204,7 @@ void DSCStereoView::composeMonitorImage() {
     }
     mContext->drawImage(mRecipe, QPointF(0, 0), mRecipe.extent());
     setMonitorImage(mPictureImage);
+    ++mPictureSerial;
     if (mGLView != nullptr) {
         mGLView->pictureChanged(true);
     }
@@ -220,12 +221,33 @@ QRectF DSCStereoView::letterboxRect(QRectF bounds, QSizeF picture) {
 }
 
 void DSCStereoView::drawPicture(QPainter& painter, QRectF rect) const {
-    painter.fillRect(rect, Qt::black);
     if (_monitorImage.isEmpty() || mPicture.isNull()) {
+        painter.fillRect(rect, Qt::black);
         return;
     }
-    painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
-    painter.drawImage(letterboxRect(rect, QSizeF(mPicture.size())), mPicture);
+    // In whole device pixels, so that the scaled picture is blitted as it is.
+    qreal const ratio = painter.device()->devicePixelRatioF();
+    QRectF const shown = letterboxRect(rect, QSizeF(mPicture.size()));
+    QRect const device = QRectF(shown.topLeft() * ratio, shown.size() * ratio).toRect();
+    QRectF const picked(QPointF(device.topLeft()) / ratio, QSizeF(device.size()) / ratio);
+    // The bars only: the picture covers the rest.
+    painter.fillRect(QRectF(rect.topLeft(), QPointF(rect.right(), picked.top())), Qt::black);
+    painter.fillRect(QRectF(QPointF(rect.left(), picked.bottom()), rect.bottomRight()), Qt::black);
+    painter.fillRect(QRectF(QPointF(rect.left(), picked.top()), picked.bottomLeft()), Qt::black);
+    painter.fillRect(QRectF(picked.topRight(), QPointF(rect.right(), picked.bottom())), Qt::black);
+    if (device.isEmpty()) {
+        return;
+    }
+    if (device.size() == mPicture.size()) {
+        painter.drawImage(picked.topLeft(), mPicture);
+        return;
+    }
+    QImage& scaled = mScaler.scaled();
+    if (mScaledSerial != mPictureSerial || scaled.size() != device.size()) {
+        mScaler.scale(mPicture, device.size()).setDevicePixelRatio(ratio);
+        mScaledSerial = mPictureSerial;
+    }
+    painter.drawImage(picked.topLeft(), scaled);
 }
 
 void DSCStereoView::paintEvent(QPaintEvent* /*event*/) {

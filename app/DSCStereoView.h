@@ -10,6 +10,7 @@
 #include <QImage>
 #include <QWidget>
 
+#include "app/DSCMonitorScaler.h"
 #include "platform/imaging/CIImage.h"
 
 class CIContext;
@@ -111,4 +112,9 @@ private:
     CIImage mPictureImage;
     std::unique_ptr<CIContext> mContext;
     DSCMonitorGLView* mGLView = nullptr;  // a child covering the monitor, on the OpenGL path
+    // The painter path: the picture scaled to the letterbox, made again when a new picture
+    // was composed or the size changed.
+    quint64 mPictureSerial = 0;
+    mutable quint64 mScaledSerial = 0;
+    mutable DSCMonitorScaler mScaler;
 };

@@ -28,6 +28,7 @@
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 #include "platform/imaging/CIContext.h"
 #include "platform/imaging/CIFilter.h"
+#include "platform/imaging/CIPixelKernels.h"
 
 namespace {
 
@@ -243,6 +244,46 @@ TEST(StereoViewTest, FullScreenLeavesTheWindowAndEscapeBringsItBack) {
     QTest::mouseDClick(view, Qt::LeftButton);
     EXPECT_TRUE(view->isFullScreenMonitor()) << "a double click";
     view->setFullScreenMonitor(false);
+}
+
+TEST(MonitorScalerTest, ExactBilinearAndTheAVX2RowsMatchTheReference) {
+    // Known values: a 2 x 2 grey picture to 4 x 4 (pixel centres: shares 0, 1/4, 3/4, 1).
+    QImage tiny(2, 2, QImage::Format_ARGB32_Premultiplied);
+    tiny.setPixel(0, 0, qRgb(0, 0, 0));
+    tiny.setPixel(1, 0, qRgb(200, 200, 200));
+    tiny.setPixel(0, 1, qRgb(100, 100, 100));
+    tiny.setPixel(1, 1, qRgb(100, 100, 100));
+    DSCMonitorScaler scaler;
+    QImage const& out = scaler.scale(tiny, QSize(4, 4));
+    int const across[] = {0, 50, 150, 200};
+    int const down[] = {0, 25, 75, 100};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(out.pixel(i, 0), qRgb(across[i], across[i], across[i])) << i;
+        EXPECT_EQ(out.pixel(0, i), qRgb(down[i], down[i], down[i])) << i;
+    }
+    // A plain colour keeps every level (a resampler that rounds down turns 0xFF into 0xFD).
+    QImage const white = Solid(640, 480, qRgb(255, 255, 255));
+    QImage const& big = scaler.scale(white, QSize(1441, 1081));
+    EXPECT_EQ(big.pixel(1440, 1080), qRgb(255, 255, 255));
+    EXPECT_EQ(big.pixel(721, 333), qRgb(255, 255, 255));
+
+    // The AVX2 rows against the reference: widths around the eight-pixel step, up and down.
+    QImage noise(640, 480, QImage::Format_ARGB32_Premultiplied);
+    std::uint32_t seed = 12345;
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 640; ++x) {
+            seed = seed * 1664525u + 1013904223u;
+            noise.setPixel(x, y, qRgb(seed >> 24, (seed >> 16) & 0xFF, (seed >> 8) & 0xFF));
+        }
+    }
+    for (QSize size : {QSize(1440, 1080), QSize(801, 601), QSize(7, 9), QSize(9, 3),
+                       QSize(320, 240), QSize(1913, 1001)}) {
+        DSCMonitorScaler reference;
+        CISetForceReferenceKernels(true);
+        QImage const expected = reference.scale(noise, size).copy();
+        CISetForceReferenceKernels(false);
+        EXPECT_EQ(DSCMonitorScaler().scale(noise, size), expected) << size.width();
+    }
 }
 
 TEST(MonitorPathTest, OpenGLOnlyOnHardwareOrWhenAskedAndTheChoiceIsLogged) {
