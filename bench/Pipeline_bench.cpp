@@ -122,6 +122,7 @@ struct Pipeline {
     static constexpr char const* kStages[4] = {"grab", "mux", "paint", "broadcast"};
     double stageSeconds[4] = {};
     double paintThreadSeconds = 0;  // the paint's CPU time on this thread alone
+    long paintAllocations = 0;      // of `allocations`, those of the paint (Qt's QPainter)
     bool openGL = DSCStereoView::monitorPath() == DSCStereoView::MonitorPath::kOpenGL;
 
     Pipeline(bool activeStacks, std::vector<Frame> const& l, std::vector<Frame> const& r)
@@ -156,7 +157,9 @@ struct Pipeline {
         rig.monitor.composeMonitorImage();
         t[2] = ProcessSeconds();
         double const paintThread = ThreadSeconds();
+        long const paintBefore = BenchAllocations::Count();
         Paint();
+        paintAllocations += BenchAllocations::Count() - paintBefore;
         paintThreadSeconds += ThreadSeconds() - paintThread;
         t[3] = ProcessSeconds();
         rig.Broadcast();
@@ -214,6 +217,7 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
     pipeline.ticks = 0;
     std::fill(std::begin(pipeline.stageSeconds), std::end(pipeline.stageSeconds), 0.0);
     pipeline.paintThreadSeconds = 0;
+    pipeline.paintAllocations = 0;
     std::vector<double> tickCpu, tickWall, decodeCpu, decodeWall;
     bool decoded = true;
     for (int round = 0; round < rounds; ++round) {
@@ -244,6 +248,10 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
     std::printf("  (paint on %s: %.3f ms on the GUI thread)\n",
                 pipeline.openGL ? "OpenGL" : "the CPU",
                 pipeline.paintThreadSeconds * 1e3 / pipeline.ticks);
+    std::printf("%-14s allocations/tick in the paint (Qt's painter) %.2f, elsewhere %.2f\n", "",
+                static_cast<double>(pipeline.paintAllocations) / pipeline.ticks,
+                static_cast<double>(pipeline.allocations - pipeline.paintAllocations) /
+                    pipeline.ticks);
     std::printf("pipeline_%s_ms_per_tick=%.4f\n", activeStacks ? "active" : "neutral", tick);
 }
 
