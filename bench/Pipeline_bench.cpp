@@ -122,7 +122,7 @@ struct Pipeline {
     static constexpr char const* kStages[4] = {"grab", "mux", "paint", "broadcast"};
     double stageSeconds[4] = {};
     double paintThreadSeconds = 0;  // the paint's CPU time on this thread alone
-    long paintAllocations = 0;      // of `allocations`, those of the paint (Qt's QPainter)
+    long paintAllocations = 0;      // of `allocations`, those of the paint (Qt's own)
     bool openGL = DSCStereoView::monitorPath() == DSCStereoView::MonitorPath::kOpenGL;
 
     Pipeline(bool activeStacks, std::vector<Frame> const& l, std::vector<Frame> const& r)
@@ -248,7 +248,7 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
     std::printf("  (paint on %s: %.3f ms on the GUI thread)\n",
                 pipeline.openGL ? "OpenGL" : "the CPU",
                 pipeline.paintThreadSeconds * 1e3 / pipeline.ticks);
-    std::printf("%-14s allocations/tick in the paint (Qt's painter) %.2f, elsewhere %.2f\n", "",
+    std::printf("%-14s allocations/tick in the paint (Qt's painter or repaint) %.2f, elsewhere %.2f\n", "",
                 static_cast<double>(pipeline.paintAllocations) / pipeline.ticks,
                 static_cast<double>(pipeline.allocations - pipeline.paintAllocations) /
                     pipeline.ticks);
