@@ -89,8 +89,7 @@ QImage& DSCMonitorScaler::scale(QImage const& source, QSize size) {
         if (wide > 0) {
             DSCBlendRows_AVX2(across(mY0[i]), across(mY1[i]), out, wide, fy);
         }
-        DSCBlendRows_C(across(mY0[i]) + wide, across(mY1[i]) + wide, out + wide, width - wide,
-                       fy);
+        DSCBlendRows_C(across(mY0[i]) + wide, across(mY1[i]) + wide, out + wide, width - wide, fy);
     }
     return mScaled;
 }

@@ -17,8 +17,7 @@ __m256i Blend16(__m256i a, __m256i b, __m256i f) {
 
 __m256i Blend8(__m256i a, __m256i b, __m256i fLow, __m256i fHigh) {
     __m256i const zero = _mm256_setzero_si256();
-    __m256i const low =
-        Blend16(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero), fLow);
+    __m256i const low = Blend16(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero), fLow);
     __m256i const high =
         Blend16(_mm256_unpackhi_epi8(a, zero), _mm256_unpackhi_epi8(b, zero), fHigh);
     return _mm256_packus_epi16(low, high);
@@ -30,10 +29,10 @@ void DSCScaleRowAcross_AVX2(uint32_t const* src, uint32_t* dst, int width, int32
                             int32_t const* x1, int32_t const* fx) {
     auto const* base = reinterpret_cast<int const*>(src);
     for (int i = 0; i + 8 <= width; i += 8) {
-        __m256i const left =
-            _mm256_i32gather_epi32(base, _mm256_loadu_si256(reinterpret_cast<__m256i const*>(x0 + i)), 4);
-        __m256i const right =
-            _mm256_i32gather_epi32(base, _mm256_loadu_si256(reinterpret_cast<__m256i const*>(x1 + i)), 4);
+        __m256i const left = _mm256_i32gather_epi32(
+            base, _mm256_loadu_si256(reinterpret_cast<__m256i const*>(x0 + i)), 4);
+        __m256i const right = _mm256_i32gather_epi32(
+            base, _mm256_loadu_si256(reinterpret_cast<__m256i const*>(x1 + i)), 4);
         // Each pixel's share in both 16-bit halves of its word, then spread over its four
         // channels in the order the byte unpacking puts the pixels.
         __m256i share = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(fx + i));

@@ -69,9 +69,10 @@ DSCStereoView::MonitorPath DSCStereoView::chooseMonitorPath() {
     // A rasteriser in software scales and composes the whole window on the CPU, at many times
     // the painter's cost (50 ms against 3 ms a tick at 1920 x 1080 with Mesa's llvmpipe).
     if (DSCMonitorGLView::isSoftwareRenderer(renderer) && choice != QLatin1String("opengl")) {
-        CoreMachDebugLog("Monitor drawn on the CPU: OpenGL renders in software here (%s); "
-                         "DUOSCOPE_MONITOR=opengl uses it anyway",
-                         qPrintable(renderer));
+        CoreMachDebugLog(
+            "Monitor drawn on the CPU: OpenGL renders in software here (%s); "
+            "DUOSCOPE_MONITOR=opengl uses it anyway",
+            qPrintable(renderer));
         return MonitorPath::kCPU;
     }
     CoreMachDebugLog("Monitor drawn through OpenGL (%s)", qPrintable(renderer));

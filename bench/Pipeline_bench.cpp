@@ -5,9 +5,9 @@
 // composes the anaglyph, paints the monitor at 1920 x 1080 through the path the view chose
 // (OpenGL where a context can be made, e.g. under Xvfb with the xcb platform: the view is then
 // shown as a 1920 x 1080 window and repainted; the painter into a 1920 x 1080 image
-// otherwise) and draws the broadcast picture. Two bare TurboJPEG decodes of the same frames are timed in
-// alternating rounds; the report gives both per tick, their ratio, and the heap allocations
-// per tick (handing the recorded frames to the cameras not counted).
+// otherwise) and draws the broadcast picture. Two bare TurboJPEG decodes of the same frames are
+// timed in alternating rounds; the report gives both per tick, their ratio, and the heap
+// allocations per tick (handing the recorded frames to the cameras not counted).
 //
 //   build/bench/Pipeline_bench [frames folder]     (default /tmp/duoscope-pipeline)
 //   DUOSCOPE_TRACE_ALLOCATIONS=1 build/bench/Pipeline_bench   also prints where one tick allocates
@@ -248,7 +248,9 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
     std::printf("  (paint on %s: %.3f ms on the GUI thread)\n",
                 pipeline.openGL ? "OpenGL" : "the CPU",
                 pipeline.paintThreadSeconds * 1e3 / pipeline.ticks);
-    std::printf("%-14s allocations/tick in the paint (Qt's painter or repaint) %.2f, elsewhere %.2f\n", "",
+    std::printf("%-14s allocations/tick in the paint (Qt's painter or repaint) %.2f, "
+                "elsewhere %.2f\n",
+                "",
                 static_cast<double>(pipeline.paintAllocations) / pipeline.ticks,
                 static_cast<double>(pipeline.allocations - pipeline.paintAllocations) /
                     pipeline.ticks);

@@ -294,10 +294,10 @@ TEST(MonitorPathTest, OpenGLOnlyOnHardwareOrWhenAskedAndTheChoiceIsLogged) {
         QGuiApplication::platformName() == QLatin1String("xcb") && context.create();
     QOffscreenSurface surface;
     surface.create();
-    bool const software = contextMade && context.makeCurrent(&surface) &&
-                          QByteArray(reinterpret_cast<char const*>(
-                                         context.functions()->glGetString(GL_RENDERER)))
-                              .contains("llvmpipe");
+    bool const software =
+        contextMade && context.makeCurrent(&surface) &&
+        QByteArray(reinterpret_cast<char const*>(context.functions()->glGetString(GL_RENDERER)))
+            .contains("llvmpipe");
     using Path = DSCStereoView::MonitorPath;
     Path const hardware = contextMade && !software ? Path::kOpenGL : Path::kCPU;
     struct Case {
