@@ -2,17 +2,20 @@
 // The monitor: on every tick it composes what is monitored (the left eye, both eyes
 // combined, combined with the eyes swapped, or the right eye) once, at the picture's own
 // size, into a picture it keeps for the broadcast; painting only scales that picture into
-// the view, keeping its shape (black bars fill the rest).
+// the view, keeping its shape (black bars fill the rest), through OpenGL where a context
+// can be made and with the painter otherwise.
 
 #include <memory>
 
 #include <QImage>
 #include <QWidget>
 
+#include "app/DSCMonitorScaler.h"
 #include "platform/imaging/CIImage.h"
 
 class CIContext;
 class CIFilter;
+class DSCMonitorGLView;
 class NSUISegmentedControl;
 class QCamGrabCGImageView;
 
@@ -25,6 +28,8 @@ public:
         kMonitorCombinedSwapped = 3,
         kMonitorRightEye = 4,
     };
+
+    enum class MonitorPath { kCPU, kOpenGL };
 
     explicit DSCStereoView(QWidget* parent = nullptr);
     ~DSCStereoView() override;
@@ -67,6 +72,15 @@ public:
     // with its shape kept.
     static QRectF letterboxRect(QRectF bounds, QSizeF picture);
 
+    // The path every monitor of this process draws through, chosen on first use and logged
+    // once.
+    static MonitorPath monitorPath();
+    // Chooses and logs the path: OpenGL where a context can be made on graphics hardware;
+    // DUOSCOPE_MONITOR=cpu forces the painter, DUOSCOPE_MONITOR=opengl a software OpenGL.
+    static MonitorPath chooseMonitorPath();
+    // The widget that paints the picture: the OpenGL surface, or the monitor itself.
+    QWidget* surface();
+
     // The monitor alone on the whole screen, for a 3D TV or a projector: a double click or
     // F11 switches it, Esc leaves. It goes back to its place in the window after.
     void setFullScreenMonitor(bool fullScreen);
@@ -97,4 +111,10 @@ private:
     QImage mPicture;
     CIImage mPictureImage;
     std::unique_ptr<CIContext> mContext;
+    DSCMonitorGLView* mGLView = nullptr;  // a child covering the monitor, on the OpenGL path
+    // The painter path: the picture scaled to the letterbox, made again when a new picture
+    // was composed or the size changed.
+    quint64 mPictureSerial = 0;
+    mutable quint64 mScaledSerial = 0;
+    mutable DSCMonitorScaler mScaler;
 };

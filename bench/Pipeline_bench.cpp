@@ -2,13 +2,19 @@
 // one run. Two MJPEG files (one JPEG after another, 640 x 480, made here by the test-pattern
 // camera's encoder and kept for scripts that time other programs on the same frames) are
 // replayed through both grabbers: each tick decodes both eyes, runs their adjustment stacks,
-// composes the anaglyph, paints the monitor at 1920 x 1080 through the view's paint path and
-// draws the broadcast picture. Two bare TurboJPEG decodes of the same frames are timed in
-// alternating rounds; the report gives both per tick, their ratio, and the heap allocations
-// per tick (handing the recorded frames to the cameras not counted).
+// composes the anaglyph, paints the monitor at 1920 x 1080 through the path the view chose
+// (OpenGL where a context can be made, e.g. under Xvfb with the xcb platform: the view is then
+// shown as a 1920 x 1080 window and repainted; the painter into a 1920 x 1080 image
+// otherwise) and draws the broadcast picture. Two bare TurboJPEG decodes of the same frames are
+// timed in alternating rounds; the report gives both per tick, their ratio, and the heap
+// allocations per tick (handing the recorded frames to the cameras not counted).
 //
 //   build/bench/Pipeline_bench [frames folder]     (default /tmp/duoscope-pipeline)
 //   DUOSCOPE_TRACE_ALLOCATIONS=1 build/bench/Pipeline_bench   also prints where one tick allocates
+//   QT_QPA_PLATFORM=xcb xvfb-run -s '-screen 0 1920x1080x24' build/bench/Pipeline_bench
+//                                          the OpenGL path, on Mesa's software rasteriser
+// The paint is reported twice: the CPU time of the GUI thread alone (upload and draw calls on
+// the OpenGL path) and of the whole process (a software rasteriser's threads included).
 
 #include <algorithm>
 #include <cstdio>
@@ -85,6 +91,12 @@ double ProcessSeconds() {
     return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
+double ThreadSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+}
+
 double WallSeconds() {
     timespec t{};
     clock_gettime(CLOCK_MONOTONIC, &t);
@@ -109,9 +121,26 @@ struct Pipeline {
     // adjustments), the mux composed, the monitor painted, the broadcast picture drawn.
     static constexpr char const* kStages[4] = {"grab", "mux", "paint", "broadcast"};
     double stageSeconds[4] = {};
+    double paintThreadSeconds = 0;  // the paint's CPU time on this thread alone
+    long paintAllocations = 0;      // of `allocations`, those of the paint (Qt's own)
+    bool openGL = DSCStereoView::monitorPath() == DSCStereoView::MonitorPath::kOpenGL;
 
     Pipeline(bool activeStacks, std::vector<Frame> const& l, std::vector<Frame> const& r)
-        : rig(activeStacks, QSize(1920, 1080)), left(l), right(r) {}
+        : rig(activeStacks, QSize(1920, 1080)), left(l), right(r) {
+        if (openGL) {
+            rig.monitor.setGeometry(QRect(QPoint(0, 0), rig.screen.size()));
+            rig.monitor.show();
+            QApplication::processEvents();
+        }
+    }
+
+    void Paint() {
+        if (openGL) {
+            rig.monitor.surface()->repaint();
+        } else {
+            rig.monitor.drawRect(rig.screen, QRectF(QPointF(0, 0), QSizeF(rig.screen.size())));
+        }
+    }
 
     void Tick(int i) {
         // The camera takes the recorded bytes as the next frame it delivers.
@@ -127,7 +156,11 @@ struct Pipeline {
         t[1] = ProcessSeconds();
         rig.monitor.composeMonitorImage();
         t[2] = ProcessSeconds();
-        rig.monitor.drawRect(rig.screen, QRectF(QPointF(0, 0), QSizeF(rig.screen.size())));
+        double const paintThread = ThreadSeconds();
+        long const paintBefore = BenchAllocations::Count();
+        Paint();
+        paintAllocations += BenchAllocations::Count() - paintBefore;
+        paintThreadSeconds += ThreadSeconds() - paintThread;
         t[3] = ProcessSeconds();
         rig.Broadcast();
         t[4] = ProcessSeconds();
@@ -183,6 +216,8 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
     pipeline.allocations = 0;
     pipeline.ticks = 0;
     std::fill(std::begin(pipeline.stageSeconds), std::end(pipeline.stageSeconds), 0.0);
+    pipeline.paintThreadSeconds = 0;
+    pipeline.paintAllocations = 0;
     std::vector<double> tickCpu, tickWall, decodeCpu, decodeWall;
     bool decoded = true;
     for (int round = 0; round < rounds; ++round) {
@@ -210,7 +245,15 @@ void Measure(char const* name, bool activeStacks, std::vector<Frame> const& left
         std::printf(" %s %.3f", Pipeline::kStages[stage],
                     pipeline.stageSeconds[stage] * 1e3 / pipeline.ticks);
     }
-    std::printf("\n");
+    std::printf("  (paint on %s: %.3f ms on the GUI thread)\n",
+                pipeline.openGL ? "OpenGL" : "the CPU",
+                pipeline.paintThreadSeconds * 1e3 / pipeline.ticks);
+    std::printf("%-14s allocations/tick in the paint (Qt's painter or repaint) %.2f, "
+                "elsewhere %.2f\n",
+                "",
+                static_cast<double>(pipeline.paintAllocations) / pipeline.ticks,
+                static_cast<double>(pipeline.allocations - pipeline.paintAllocations) /
+                    pipeline.ticks);
     std::printf("pipeline_%s_ms_per_tick=%.4f\n", activeStacks ? "active" : "neutral", tick);
 }
 
@@ -243,8 +286,11 @@ int main(int argc, char** argv) {
                     kFrames);
         return 1;
     }
-    std::printf("%d frames per eye, %dx%d MJPEG, from %s; monitor painted at 1920x1080\n",
-                kFrames, kWidth, kHeight, folder.c_str());
+    std::printf("%d frames per eye, %dx%d MJPEG, from %s; monitor painted at 1920x1080 %s\n",
+                kFrames, kWidth, kHeight, folder.c_str(),
+                DSCStereoView::monitorPath() == DSCStereoView::MonitorPath::kOpenGL
+                    ? "through OpenGL"
+                    : "on the CPU");
     int const rounds = 7;
     Measure("neutral stacks", false, left, right, rounds);
     Measure("active stacks", true, left, right, rounds);

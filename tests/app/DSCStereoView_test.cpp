@@ -4,7 +4,14 @@
 
 #include "app/DSCStereoView.h"
 
+#include <cstdlib>
+#include <string>
+
 #include <QDir>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#include <QOpenGLWidget>
 #include <QTest>
 #include <QVBoxLayout>
 #include <QThread>
@@ -14,12 +21,14 @@
 #include "CoCamX/NSUICICameraControls.h"
 #include "app/DSCSnapshot.h"
 #include "tests/support/TestEnvironment.h"
+#include "tests/support/TestLogCapture.h"
 #include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 #include "platform/imaging/CIContext.h"
 #include "platform/imaging/CIFilter.h"
+#include "platform/imaging/CIPixelKernels.h"
 
 namespace {
 
@@ -235,6 +244,143 @@ TEST(StereoViewTest, FullScreenLeavesTheWindowAndEscapeBringsItBack) {
     QTest::mouseDClick(view, Qt::LeftButton);
     EXPECT_TRUE(view->isFullScreenMonitor()) << "a double click";
     view->setFullScreenMonitor(false);
+}
+
+TEST(MonitorScalerTest, ExactBilinearAndTheAVX2RowsMatchTheReference) {
+    // Known values: a 2 x 2 grey picture to 4 x 4 (pixel centres: shares 0, 1/4, 3/4, 1).
+    QImage tiny(2, 2, QImage::Format_ARGB32_Premultiplied);
+    tiny.setPixel(0, 0, qRgb(0, 0, 0));
+    tiny.setPixel(1, 0, qRgb(200, 200, 200));
+    tiny.setPixel(0, 1, qRgb(100, 100, 100));
+    tiny.setPixel(1, 1, qRgb(100, 100, 100));
+    DSCMonitorScaler scaler;
+    QImage const& out = scaler.scale(tiny, QSize(4, 4));
+    int const across[] = {0, 50, 150, 200};
+    int const down[] = {0, 25, 75, 100};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(out.pixel(i, 0), qRgb(across[i], across[i], across[i])) << i;
+        EXPECT_EQ(out.pixel(0, i), qRgb(down[i], down[i], down[i])) << i;
+    }
+    // A plain colour keeps every level (a resampler that rounds down turns 0xFF into 0xFD).
+    QImage const white = Solid(640, 480, qRgb(255, 255, 255));
+    QImage const& big = scaler.scale(white, QSize(1441, 1081));
+    EXPECT_EQ(big.pixel(1440, 1080), qRgb(255, 255, 255));
+    EXPECT_EQ(big.pixel(721, 333), qRgb(255, 255, 255));
+
+    // The AVX2 rows against the reference: widths around the eight-pixel step, up and down.
+    QImage noise(640, 480, QImage::Format_ARGB32_Premultiplied);
+    std::uint32_t seed = 12345;
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 640; ++x) {
+            seed = seed * 1664525u + 1013904223u;
+            noise.setPixel(x, y, qRgb(seed >> 24, (seed >> 16) & 0xFF, (seed >> 8) & 0xFF));
+        }
+    }
+    for (QSize size : {QSize(1440, 1080), QSize(801, 601), QSize(7, 9), QSize(9, 3),
+                       QSize(320, 240), QSize(1913, 1001)}) {
+        DSCMonitorScaler reference;
+        CISetForceReferenceKernels(true);
+        QImage const expected = reference.scale(noise, size).copy();
+        CISetForceReferenceKernels(false);
+        EXPECT_EQ(DSCMonitorScaler().scale(noise, size), expected) << size.width();
+    }
+}
+
+TEST(MonitorPathTest, OpenGLOnlyOnHardwareOrWhenAskedAndTheChoiceIsLogged) {
+    // OpenGL widgets need a window system that composes them (xcb here, under Xvfb, where
+    // Mesa renders in software).
+    QOpenGLContext context;
+    bool const contextMade =
+        QGuiApplication::platformName() == QLatin1String("xcb") && context.create();
+    QOffscreenSurface surface;
+    surface.create();
+    bool const software =
+        contextMade && context.makeCurrent(&surface) &&
+        QByteArray(reinterpret_cast<char const*>(context.functions()->glGetString(GL_RENDERER)))
+            .contains("llvmpipe");
+    using Path = DSCStereoView::MonitorPath;
+    Path const hardware = contextMade && !software ? Path::kOpenGL : Path::kCPU;
+    struct Case {
+        char const* choice;
+        Path path;
+        char const* logged;
+    };
+    Case const cases[] = {
+        {"cpu", Path::kCPU, "Monitor drawn on the CPU: DUOSCOPE_MONITOR=cpu"},
+        {"opengl", contextMade ? Path::kOpenGL : Path::kCPU,
+         contextMade ? "Monitor drawn through OpenGL (" : "Monitor drawn on the CPU: "},
+        {nullptr, hardware,
+         hardware == Path::kOpenGL ? "through OpenGL"
+         : software                ? "OpenGL renders in software here (llvmpipe"
+                                   : "Monitor drawn on the CPU: "},
+    };
+    char const* const saved = std::getenv("DUOSCOPE_MONITOR");
+    std::string const restore = saved != nullptr ? saved : "";
+    for (Case const& c : cases) {
+        if (c.choice != nullptr) {
+            setenv("DUOSCOPE_MONITOR", c.choice, 1);
+        } else {
+            unsetenv("DUOSCOPE_MONITOR");
+        }
+        TestLogCapture log;
+        EXPECT_EQ(DSCStereoView::chooseMonitorPath(), c.path) << c.logged;
+        EXPECT_TRUE(log.Contains(c.logged)) << log.Lines();
+    }
+    if (saved != nullptr) {
+        setenv("DUOSCOPE_MONITOR", restore.c_str(), 1);
+    }
+    Monitor monitor;
+    EXPECT_EQ(monitor.view.surface() != &monitor.view,
+              DSCStereoView::monitorPath() == Path::kOpenGL)
+        << "the view draws through the path chosen";
+}
+
+TEST(MonitorPathTest, BothPathsShowTheSamePictureInTheSameLetterbox) {
+    if (DSCStereoView::monitorPath() != DSCStereoView::MonitorPath::kOpenGL) {
+        GTEST_SKIP() << "no OpenGL widget on this platform (app_tests_opengl runs this under "
+                        "xvfb-run with the xcb platform and DUOSCOPE_MONITOR=opengl)";
+    }
+    // A gradient, so that a picture scaled differently, flipped or with its colours swapped
+    // shows; the view is wider than 4:3, so the bars stand left and right.
+    QImage picture(640, 480, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 640; ++x) {
+            picture.setPixel(x, y, qRgb(x * 255 / 639, y * 255 / 479, 40));
+        }
+    }
+    Monitor monitor;
+    monitor.left.setCameraImageRef(picture);
+    monitor.target = QImage(802, 528, QImage::Format_ARGB32_Premultiplied);
+    monitor.view.resize(monitor.target.size());
+    monitor.view.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&monitor.view));
+    monitor.Draw(DSCStereoView::kMonitorLeftEye);  // composes, and the CPU path's drawing
+    auto* surface = qobject_cast<QOpenGLWidget*>(monitor.view.surface());
+    ASSERT_NE(surface, nullptr);
+    QImage const gpu = surface->grabFramebuffer().convertToFormat(QImage::Format_RGB32);
+    QImage const cpu = monitor.target.convertToFormat(QImage::Format_RGB32);
+    ASSERT_EQ(gpu.size(), cpu.size()) << "the surface rendered nothing";
+    int worst = 0;
+    QPoint worstAt;
+    for (int y = 0; y < cpu.height(); ++y) {
+        for (int x = 0; x < cpu.width(); ++x) {
+            QRgb const a = gpu.pixel(x, y), b = cpu.pixel(x, y);
+            int const d = std::max({std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                                    std::abs(qBlue(a) - qBlue(b))});
+            if (d > worst) {
+                worst = d;
+                worstAt = QPoint(x, y);
+            }
+        }
+    }
+    EXPECT_LE(worst, 3) << "at " << worstAt.x() << "," << worstAt.y();
+    EXPECT_EQ(gpu.pixel(48, 264), qRgb(0, 0, 0)) << "the bar";
+    EXPECT_EQ(qBlue(gpu.pixel(49, 264)), 40) << "the picture starts where the bar ends";
+    EXPECT_EQ(gpu.pixel(49 + 704, 264), qRgb(0, 0, 0));
+
+    monitor.left.setCameraImageRef(QImage());
+    monitor.view.setNeedsDisplay(true);
+    EXPECT_EQ(surface->grabFramebuffer().pixel(400, 264), qRgb(0, 0, 0)) << "nothing to show";
 }
 
 }  // namespace
