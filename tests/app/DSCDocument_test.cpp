@@ -264,7 +264,7 @@ TEST_F(BroadcastSwitchTest, SwitchesAreStoredByTheCloseAndTakenBackByTheNextWind
     EXPECT_FALSE(Button("allowCameraButton")->isChecked());
 }
 
-TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWereLeft) {
+TEST_F(DocumentWindowTest, EachEyesAdjustmentsMonitorTypeAndStereoFormatComeBackAsTheyWereLeft) {
     auto const panel = [this](char const* name) {
         return mDocument->window()->findChild<NSUICameraAdjustPanel*>(name)->controls()->outlets();
     };
@@ -273,6 +273,7 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWer
     panel("leftAdjustPanel").mirrorImageY->setState(1);
     auto* monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
     monitor->setMonitorImageType(DSCStereoView::kMonitorRightEye);
+    monitor->setStereoFormat(CIVIZStereoFormat::kCheckerboard);
     int const writes = UserDefaults::standard().saveCount();
     mDocument->window()->close();
     EXPECT_EQ(UserDefaults::standard().saveCount(), writes + 1) << "one write for everything";
@@ -287,11 +288,13 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWer
     EXPECT_EQ(panel("rightAdjustPanel").mirrorImageY->state(), 0);
     monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
     EXPECT_EQ(monitor->monitorImageType(), DSCStereoView::kMonitorRightEye);
+    EXPECT_EQ(monitor->stereoFormat(), CIVIZStereoFormat::kCheckerboard);
 
     // Back to the factory settings for the tests after this one.
     panel("leftAdjustPanel").mirrorImageY->setState(0);
     panel("leftAdjustPanel").exposureSlider->setDoubleValue(0.0);
     monitor->setMonitorImageType(DSCStereoView::kMonitorCombined);
+    monitor->setStereoFormat(CIVIZStereoFormat::kRedCyanDubois);
 }
 
 // The picture a second process reads from the virtual camera now, or a null image.
