@@ -362,9 +362,18 @@ void DSCDocument::cameraBroadcastFrame(CIImage const& image) {
         return;
     }
     ++_broadcastFrame;
+    // The broadcast takes the picture's size (a stereo layout may be wider or taller); where
+    // the buffers cannot, the picture is squeezed into the size they have.
+    QSize const size = image.extent().toAlignedRect().size();
+    CIImage picture = image;
+    if (!_broadcast->setFrameSize(size)) {
+        QSizeF const frame = _broadcast->extent().size();
+        picture = image.imageByApplyingTransform(
+            QTransform::fromScale(frame.width() / size.width(), frame.height() / size.height()));
+    }
     if (CIContext* context = _broadcast->currentCIContext()) {
         _broadcast->beginSwitchContexts();
-        context->drawImage(image, QPointF(0, 0), image.extent());
+        context->drawImage(picture, QPointF(0, 0), picture.extent());
         _broadcast->endSwitchContexts();
     }
     --_broadcastFrame;

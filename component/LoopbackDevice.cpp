@@ -15,6 +15,7 @@
 #include "component/SharedCameraMemory.h"
 #include "component/StillPicture.h"
 #include "libyuv/convert_from_argb.h"
+#include "libyuv/scale_argb.h"
 
 namespace {
 
@@ -129,29 +130,38 @@ bool LoopbackDevice::Open() {
                           std::strcmp(reinterpret_cast<char const*>(capability.driver),
                                       "v4l2 loopback") == 0;
     VERIFY(loopback);
-    v4l2_format format{};
-    format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
-    format.fmt.pix.width = kWidth;
-    format.fmt.pix.height = kHeight;
-    format.fmt.pix.pixelformat = V4L2_PIX_FMT_YUYV;
-    format.fmt.pix.field = V4L2_FIELD_NONE;
-    format.fmt.pix.bytesperline = kYUYVRowBytes;
-    format.fmt.pix.sizeimage = kYUYVBytes;
-    format.fmt.pix.colorspace = V4L2_COLORSPACE_SMPTE170M;
-    int const formatted = loopback ? Ioctl(fd, VIDIOC_S_FMT, &format) : -ENODEV;
-    VERIFY_ERR(formatted);
-    if (formatted != 0 || format.fmt.pix.pixelformat != V4L2_PIX_FMT_YUYV ||
-        format.fmt.pix.width != kWidth || format.fmt.pix.height != kHeight) {
+    if (!loopback || !SetFormat(fd, kWidth, kHeight)) {
         close(fd);
         return false;
     }
     mFd = fd;
+    mWidth = kWidth;
+    mHeight = kHeight;
+    mYUYV.resize(kYUYVBytes);
     mDevicePath = chosen->devicePath;
     // Readers keep getting frames at the camera's rate even when a tick is late.
     SetControlByName("sustain_framerate", 1);
     CoreMachDebugLog("Virtual camera: writing to %s (%s)", mDevicePath.c_str(),
                      chosen->name.c_str());
     return true;
+}
+
+bool LoopbackDevice::SetFormat(int fd, int width, int height) {
+    v4l2_format format{};
+    format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+    format.fmt.pix.width = static_cast<std::uint32_t>(width);
+    format.fmt.pix.height = static_cast<std::uint32_t>(height);
+    format.fmt.pix.pixelformat = V4L2_PIX_FMT_YUYV;
+    format.fmt.pix.field = V4L2_FIELD_NONE;
+    format.fmt.pix.bytesperline = static_cast<std::uint32_t>(width * 2);
+    format.fmt.pix.sizeimage = static_cast<std::uint32_t>(width * 2 * height);
+    format.fmt.pix.colorspace = V4L2_COLORSPACE_SMPTE170M;
+    int const formatted = Ioctl(fd, VIDIOC_S_FMT, &format);
+    VERIFY_ERR(formatted);
+    // The driver may answer with the format it keeps (a reader holds it) instead of failing.
+    return formatted == 0 && format.fmt.pix.pixelformat == V4L2_PIX_FMT_YUYV &&
+           format.fmt.pix.width == static_cast<std::uint32_t>(width) &&
+           format.fmt.pix.height == static_cast<std::uint32_t>(height);
 }
 
 bool LoopbackDevice::SetControlByName(char const* name, int value) {
@@ -167,11 +177,37 @@ bool LoopbackDevice::SetControlByName(char const* name, int value) {
     return false;
 }
 
-bool LoopbackDevice::WriteFrame(std::uint8_t const* argb, int rowBytes) {
-    if (mFd < 0 || argb == nullptr) {
+bool LoopbackDevice::WriteFrame(std::uint8_t const* argb, int width, int height, int rowBytes) {
+    if (mFd < 0 || argb == nullptr || width < 1 || height < 1) {
         return false;
     }
-    ConvertARGBToYUYV(argb, rowBytes, mYUYV.data(), kWidth, kHeight);
+    bool const otherSize = width != mWidth || height != mHeight;
+    if (!otherSize) {
+        mRefusedWidth = mRefusedHeight = 0;  // a later change is asked again
+    } else if (width != mRefusedWidth || height != mRefusedHeight) {
+        if (SetFormat(mFd, width, height)) {
+            CoreMachDebugLog("Virtual camera: frames are now %d x %d", width, height);
+            mWidth = width;
+            mHeight = height;
+            mYUYV.resize(static_cast<std::size_t>(width) * 2 * height);
+        } else {
+            CoreMachDebugLog(
+                "Virtual camera: %s cannot change to %d x %d while a program reads "
+                "it; the picture is scaled into %d x %d",
+                mDevicePath.c_str(), width, height, mWidth, mHeight);
+            mRefusedWidth = width;
+            mRefusedHeight = height;
+        }
+    }
+    if (width != mWidth || height != mHeight) {
+        int const scaledRowBytes = mWidth * 4;
+        mScaled.resize(static_cast<std::size_t>(scaledRowBytes) * mHeight);
+        libyuv::ARGBScale(argb, rowBytes, width, height, mScaled.data(), scaledRowBytes, mWidth,
+                          mHeight, libyuv::kFilterBilinear);
+        argb = mScaled.data();
+        rowBytes = scaledRowBytes;
+    }
+    ConvertARGBToYUYV(argb, rowBytes, mYUYV.data(), mWidth, mHeight);
     ssize_t const written = write(mFd, mYUYV.data(), mYUYV.size());
     if (written < 0 && errno != EAGAIN && errno != EINTR) {
         // The device went away (module removed): stop writing until the next start.

@@ -40,7 +40,12 @@ public:
     std::string const& DevicePath() const { return mDevicePath; }
 
     // Converts one 32-bit ARGB frame and writes it; a device that is busy drops the frame.
-    bool WriteFrame(std::uint8_t const* argb, int rowBytes);
+    // A frame of another size than the device's changes the device's format to it; where
+    // the driver refuses (a program is reading), it says so once and the frame is scaled to
+    // the device's size instead.
+    bool WriteFrame(std::uint8_t const* argb, int width, int height, int rowBytes);
+    int Width() const { return mWidth; }
+    int Height() const { return mHeight; }
     // Leaves the "not broadcasting" picture on the device and closes it.
     void CloseWithStillPicture();
 
@@ -51,9 +56,16 @@ public:
 
 private:
     bool SetControlByName(char const* name, int value);
+    // S_FMT for YUYV frames of this size; true when the device took exactly that size.
+    bool SetFormat(int fd, int width, int height);
 
     int mFd = -1;
     std::string mDevicePath;
     std::vector<std::uint8_t> mYUYV;   // one frame, allocated once
     std::vector<std::uint8_t> mStill;  // the "not broadcasting" picture, made once
+    int mWidth = 0;                    // the device's frame size while open
+    int mHeight = 0;
+    int mRefusedWidth = 0;  // the size the device last refused, so it is asked once
+    int mRefusedHeight = 0;
+    std::vector<std::uint8_t> mScaled;  // a frame scaled to the device's size
 };

@@ -91,6 +91,10 @@ public:
         mLog.push_back("broadcast.endSwitchContexts");
         return true;
     }
+    bool setFrameSize(QSize size) override {
+        mLog.push_back("broadcast.setFrameSize");
+        return size.width() <= 8 && size.height() <= 8;
+    }
 
     bool mEnabled = true;
     std::function<void()> onBegin;
@@ -126,6 +130,7 @@ TEST(MasterClockTick, GrabsLeftThenRightThenRedrawsThenBroadcastsTheKeptImage) {
                               "stereo.monitorImage",
                               "broadcast.isBroadcastEnabled",
                               "broadcast.isBroadcasting",
+                              "broadcast.setFrameSize",
                               "broadcast.currentCIContext",
                               "broadcast.beginSwitchContexts",
                               "broadcast.endSwitchContexts"};
