@@ -1,6 +1,7 @@
 // The imaging library on a 640 x 480 frame, the size every eye and the broadcast use:
-// the stereo mux in each of its formats, the fused colour chain (and the same chain filter by filter, to show what
-// fusing saves), the whole adjustment stack, and the monitor's scaled draw.
+// the stereo mux in each of its formats, the fused colour chain (and the same chain filter
+// by filter, to show what fusing saves), the whole adjustment stack, and the monitor's
+// scaled draw.
 
 #include <random>
 #include <vector>

@@ -42,7 +42,8 @@ constexpr char kVirtualCamera[] = "/dev/video10";
 std::vector<std::uint8_t> Anaglyph(std::vector<std::uint8_t> const& left,
                                    std::vector<std::uint8_t> const& right) {
     std::vector<std::uint8_t> out(left.size());
-    StereoMuxCoefficients const coefficients = StereoMuxCoefficientsFor(CIVIZStereoFormat::kRedCyanDubois, 0.0f);
+    StereoMuxCoefficients const coefficients =
+        StereoMuxCoefficientsFor(CIVIZStereoFormat::kRedCyanDubois, 0.0f);
     for (int y = 0; y < kHeight; ++y) {
         std::size_t const row = std::size_t(y) * kWidth * 4;
         StereoMuxRow_C(reinterpret_cast<std::uint32_t const*>(right.data() + row),
