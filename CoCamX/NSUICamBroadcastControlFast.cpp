@@ -9,7 +9,39 @@ NSUICamBroadcastControlFast::NSUICamBroadcastControlFast(QWidget* parent)
 NSUICamBroadcastControlFast::~NSUICamBroadcastControlFast() = default;
 
 QRectF NSUICamBroadcastControlFast::extent() const {
+    if (_camera_buffer[0].frameWidth > 0 && _camera_buffer[0].frameHeight > 0) {
+        return QRectF(0, 0, _camera_buffer[0].frameWidth, _camera_buffer[0].frameHeight);
+    }
     return QRectF(0, 0, NSUICamBroadcastControl_CameraWidth, NSUICamBroadcastControl_CameraHeight);
+}
+
+bool NSUICamBroadcastControlFast::setFrameSize(QSize size) {
+    if (size == extent().size().toSize() && _CIContext[0] && _CIContext[1]) {
+        return true;
+    }
+    if (!isBroadcasting() || size == mRefusedFrameSize) {
+        return false;
+    }
+    SHARED_CAMERA_BUFFER const previous[2] = {_camera_buffer[0], _camera_buffer[1]};
+    for (int n = 0; n < 2; ++n) {
+        _CIContext[n].reset();
+        _camera_buffer[n].frameWidth = static_cast<std::int16_t>(size.width());
+        _camera_buffer[n].frameHeight = static_cast<std::int16_t>(size.height());
+        createContexts(n);
+    }
+    bool const made = _CIContext[0] && _CIContext[1];
+    VERIFY(made);
+    if (!made) {
+        CoreMachDebugLog("Broadcast: no %d x %d frames; broadcasting at %d x %d", size.width(),
+                         size.height(), previous[0].frameWidth, previous[0].frameHeight);
+        mRefusedFrameSize = size;
+        for (int n = 0; n < 2; ++n) {
+            _CIContext[n].reset();
+            _camera_buffer[n] = previous[n];
+            createContexts(n);
+        }
+    }
+    return made;
 }
 
 CGContext* NSUICamBroadcastControlFast::currentCGContext() const {

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include <QRectF>
+#include <QSize>
 
 #include "CoCamX/NSUICamBroadcastControl.h"
 
@@ -22,8 +23,13 @@ public:
     explicit NSUICamBroadcastControlFast(QWidget* parent = nullptr);
     ~NSUICamBroadcastControlFast() override;
 
-    // The camera's frame: (0, 0, 640, 480).
+    // The frame the contexts draw: (0, 0, 640, 480) unless another size was set.
     QRectF extent() const;
+    // The size of the frames broadcast from now on (a stereo layout can be 1280 x 480 or
+    // 640 x 960): the component is asked for buffers of that size, which tell readers, and
+    // the contexts are made again. False (logged once per size) when the buffers cannot
+    // hold it or nothing is broadcasting; then the contexts stay as they were.
+    virtual bool setFrameSize(QSize size);
     CGContext* currentCGContext() const;
     // The context of the buffer the next frame goes to; null while not broadcasting.
     virtual CIContext* currentCIContext() const;
@@ -53,6 +59,9 @@ protected:
     SHARED_CAMERA_BUFFER _camera_buffer[2] = {};
     CGContextRef _CGContext[2];
     std::unique_ptr<CIContext> _CIContext[2];
+
+private:
+    QSize mRefusedFrameSize;
 };
 
 bool import_NSUICamBroadcastControlFast();

@@ -1,5 +1,6 @@
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 
+#include "CocoaX/CIVIZStereoLayoutNode.h"
 #include "CocoaX/CIVIZStereoMuxKernel.h"
 #include "CoreX/CoreMachDebugLog.h"
 #include "platform/imaging/CISampler.h"
@@ -8,9 +9,11 @@ namespace {
 
 // The kernel's text; its one declaration names the native routine that does the arithmetic.
 char const kStereoMuxKernelCode[] =
-    "/* Red-cyan anaglyph of the two eyes by Dubois's least-squares matrices: the left eye\n"
-    "   through the red filter, the right eye through cyan. swapEyes 1.0 exchanges them. */\n"
-    "kernel vec4 stereoMux(sampler rightImage, sampler leftImage, float swapEyes);\n";
+    "/* Anaglyph of the two eyes: each output channel a weighted sum of both eyes' channels,\n"
+    "   by the matrices of stereoFormat (0: red-cyan by Dubois's least-squares fit). swapEyes\n"
+    "   1.0 exchanges the eyes. */\n"
+    "kernel vec4 stereoMux(sampler rightImage, sampler leftImage, float swapEyes,\n"
+    "                      float stereoFormat);\n";
 
 char const kStereoMuxRoutineName[] = "stereoMux";
 
@@ -21,7 +24,8 @@ std::shared_ptr<CIKernel const> CIVIZStereoMuxFilter::_kernel;
 CIVIZStereoMuxFilter::CIVIZStereoMuxFilter()
     : CIFilterBase(kCIVIZStereoMuxFilter_Name,
                    {kCIVIZStereoMuxFilter_InputImage, kCIVIZStereoMuxFilter_InputLeftImage,
-                    kCIVIZStereoMuxFilter_InputSwapEyes}) {}
+                    kCIVIZStereoMuxFilter_InputSwapEyes, kCIVIZStereoMuxFilter_InputStereoFormat}) {
+}
 
 QVariantMap CIVIZStereoMuxFilter::classAttributes() {
     QVariantMap attributes = CIFilterBase::classAttributes();
@@ -35,6 +39,13 @@ QVariantMap CIVIZStereoMuxFilter::classAttributes() {
                       QVariantMap{{kCIAttributeMin, 0.0},
                                   {kCIAttributeSliderMin, 0.0},
                                   {kCIAttributeSliderMax, 1.0},
+                                  {kCIAttributeDefault, 0.0},
+                                  {kCIAttributeIdentity, 0.0},
+                                  {kCIAttributeClass, kCIClassNumber},
+                                  {kCIAttributeType, kCIAttributeTypeScalar}});
+    attributes.insert(kCIVIZStereoMuxFilter_InputStereoFormat,
+                      QVariantMap{{kCIAttributeMin, 0.0},
+                                  {kCIAttributeMax, kCIVIZStereoFormatCount - 1.0},
                                   {kCIAttributeDefault, 0.0},
                                   {kCIAttributeIdentity, 0.0},
                                   {kCIAttributeClass, kCIClassNumber},
@@ -53,6 +64,14 @@ CIImage CIVIZStereoMuxFilter::outputImage() const {
     if (!right || !left) {
         return left ? left : right;
     }
+    double const swap = numberForKey(kCIVIZStereoMuxFilter_InputSwapEyes);
+    double const formatNumber = numberForKey(kCIVIZStereoMuxFilter_InputStereoFormat);
+    CIVIZStereoFormat const format = CIVIZStereoFormatFromNumber(formatNumber);
+    VERIFY(static_cast<double>(format) == formatNumber);  // an unknown format shows the default
+    if (!CIVIZStereoFormatIsAnaglyph(format)) {
+        return CIImage(std::make_shared<CIVIZStereoLayoutNode>(left.node(), right.node(), format,
+                                                               swap >= 0.5));
+    }
     CISampler const rightSampler = CISampler::samplerWithImage(right);
     CISampler const leftSampler = CISampler::samplerWithImage(left);
     QRectF const definition = rightSampler.definition().united(leftSampler.definition());
@@ -62,7 +81,7 @@ CIImage CIVIZStereoMuxFilter::outputImage() const {
         return CIImage();
     }
     return _kernel->apply({QVariant::fromValue(rightSampler), QVariant::fromValue(leftSampler),
-                           numberForKey(kCIVIZStereoMuxFilter_InputSwapEyes)},
+                           swap, static_cast<double>(format)},
                           {{kCIApplyOptionDefinition, definition}, {kCIApplyOptionExtent, extent}});
 }
 

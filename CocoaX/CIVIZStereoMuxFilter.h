@@ -1,7 +1,9 @@
 #pragma once
 // The stereo mux: combines the right-eye image ("inputImage") and the left-eye image
-// ("inputLeftImage") into one stereo picture, a red-cyan anaglyph (CIVIZStereoMuxKernel.h);
-// "inputSwapEyes" 1.0 exchanges the eyes. Registered by name as "CIVIZStereoMuxFilter".
+// ("inputLeftImage") into one stereo picture in the format "inputStereoFormat" chooses
+// (CIVIZStereoFormat.h; the default, 0, a red-cyan anaglyph). "inputSwapEyes" 1.0 exchanges
+// the eyes in every format: anaglyphs blend their matrices by it (CIVIZStereoMuxKernel.h),
+// layouts exchange the eyes from 0.5 up. Registered by name as "CIVIZStereoMuxFilter".
 
 #include "CocoaX/CIFilterBase.h"
 
@@ -10,6 +12,7 @@ inline constexpr char kCIVIZStereoMuxFilter_DisplayName[] = "CIVIZStereoMuxFilte
 inline constexpr char kCIVIZStereoMuxFilter_InputImage[] = "inputImage";  // right eye
 inline constexpr char kCIVIZStereoMuxFilter_InputLeftImage[] = "inputLeftImage";
 inline constexpr char kCIVIZStereoMuxFilter_InputSwapEyes[] = "inputSwapEyes";
+inline constexpr char kCIVIZStereoMuxFilter_InputStereoFormat[] = "inputStereoFormat";
 inline constexpr char kCIVIZStereoMuxFilter_OutputImage[] = "outputImage";
 
 class CIVIZStereoMuxFilter : public CIFilterBase {
@@ -20,8 +23,9 @@ public:
     static QVariantMap classAttributes();
     QVariantMap customAttributes() const override;
 
-    // Both eyes: the anaglyph over the union of their extents. One eye: that image itself.
-    // None, or no kernel: the empty image.
+    // Both eyes: an anaglyph over the union of their extents, or a layout whose size follows
+    // the format (CIVIZStereoFormatPictureSize). One eye: that image itself. None, or no
+    // kernel: the empty image.
     CIImage outputImage() const override;
 
     // The kernel, compiled by the first import and kept for the program's life; null

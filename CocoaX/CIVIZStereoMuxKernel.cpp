@@ -7,15 +7,60 @@
 #include "platform/imaging/CIKernel.h"
 #include "platform/imaging/CIPixelKernels.h"
 
-StereoMuxCoefficients StereoMuxCoefficientsForSwap(float swapEyes) {
+namespace {
+
+// Rec. 601 luma weights: the grey and half-colour anaglyphs show an eye as its brightness.
+constexpr double kLuma[3] = {0.299, 0.587, 0.114};
+
+void CopyMatrix(double const (&from)[3][3], double (&to)[3][3]) {
+    std::memcpy(to, from, sizeof to);
+}
+
+}  // namespace
+
+StereoAnaglyphMatrices StereoAnaglyphMatricesFor(CIVIZStereoFormat format) {
+    StereoAnaglyphMatrices m{};
+    switch (format) {
+        case CIVIZStereoFormat::kGreenMagentaDubois:
+            CopyMatrix(kStereoMuxGreenMagentaLeft, m.left);
+            CopyMatrix(kStereoMuxGreenMagentaRight, m.right);
+            break;
+        case CIVIZStereoFormat::kAmberBlueDubois:
+            CopyMatrix(kStereoMuxAmberBlueLeft, m.left);
+            CopyMatrix(kStereoMuxAmberBlueRight, m.right);
+            break;
+        case CIVIZStereoFormat::kRedCyanHalfColour:
+            // Red: the left eye's brightness; green and blue: the right eye's own.
+            CopyMatrix({{kLuma[0], kLuma[1], kLuma[2]}, {}, {}}, m.left);
+            CopyMatrix({{}, {0, 1, 0}, {0, 0, 1}}, m.right);
+            break;
+        case CIVIZStereoFormat::kRedCyanColour:
+            CopyMatrix({{1, 0, 0}, {}, {}}, m.left);
+            CopyMatrix({{}, {0, 1, 0}, {0, 0, 1}}, m.right);
+            break;
+        case CIVIZStereoFormat::kRedCyanGrey:
+            CopyMatrix({{kLuma[0], kLuma[1], kLuma[2]}, {}, {}}, m.left);
+            CopyMatrix({{}, {kLuma[0], kLuma[1], kLuma[2]}, {kLuma[0], kLuma[1], kLuma[2]}},
+                       m.right);
+            break;
+        default:
+            CopyMatrix(kStereoMuxDuboisLeft, m.left);
+            CopyMatrix(kStereoMuxDuboisRight, m.right);
+            break;
+    }
+    return m;
+}
+
+StereoMuxCoefficients StereoMuxCoefficientsFor(CIVIZStereoFormat format, float swapEyes) {
     double const s =
         swapEyes == swapEyes ? std::clamp(static_cast<double>(swapEyes), 0.0, 1.0) : 0.0;
     double const scale = 1 << kStereoMuxFractionBits;
+    StereoAnaglyphMatrices const matrices = StereoAnaglyphMatricesFor(format);
     StereoMuxCoefficients coefficients{};
     for (int out = 0; out < 3; ++out) {
         for (int in = 0; in < 3; ++in) {
-            double const left = kStereoMuxDuboisLeft[out][in];
-            double const right = kStereoMuxDuboisRight[out][in];
+            double const left = matrices.left[out][in];
+            double const right = matrices.right[out][in];
             coefficients.weights[out][in] =
                 static_cast<int16_t>(std::lround(((1.0 - s) * left + s * right) * scale));
             coefficients.weights[out][3 + in] =
@@ -73,15 +118,15 @@ void StereoMuxRow(uint32_t const* right, uint32_t const* left, uint32_t* dst, in
 }
 
 void StereoMuxKernelRoutine(CIKernelRow const& row) {
-    // Every row of a frame carries the same swap value: its weights are made at the first
-    // row and kept while the value stays (per thread, as rows may be rendered on several).
-    thread_local float tCachedSwap = 0.0f;
+    // Every row of a frame carries the same swap value and format: their weights are made at
+    // the first row and kept while they stay (per thread, as rows may be rendered on several).
+    thread_local float tCachedNumbers[2] = {0.0f, 0.0f};
     thread_local bool tCached = false;
     thread_local StereoMuxCoefficients tCoefficients{};
-    float const swap = row.numbers[0];
-    if (!tCached || std::memcmp(&swap, &tCachedSwap, sizeof swap) != 0) {
-        tCoefficients = StereoMuxCoefficientsForSwap(swap);
-        tCachedSwap = swap;
+    if (!tCached || std::memcmp(row.numbers, tCachedNumbers, sizeof tCachedNumbers) != 0) {
+        tCoefficients =
+            StereoMuxCoefficientsFor(CIVIZStereoFormatFromNumber(row.numbers[1]), row.numbers[0]);
+        std::memcpy(tCachedNumbers, row.numbers, sizeof tCachedNumbers);
         tCached = true;
     }
     StereoMuxRow(row.samplers[0], row.samplers[1], row.out, row.count, tCoefficients);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include <QComboBox>
 #include <QFileInfo>
 #include <QShortcut>
 #include <QStatusBar>
@@ -44,6 +45,7 @@ constexpr char kRightEyeCameraKey[] = "_grabViewRightEye";
 constexpr char kLeftEyeSettingsPrefix[] = "leftEye";
 constexpr char kRightEyeSettingsPrefix[] = "rightEye";
 constexpr char kMonitorImageTypeKey[] = "monitorImageType";
+constexpr char kStereoFormatKey[] = "stereoFormat";
 constexpr char kWindowGeometryKey[] = "windowGeometry";
 // How long the settings wait after a change before they are written.
 constexpr int kSettingsDelayMs = 500;
@@ -88,6 +90,7 @@ void DSCDocument::makeWindowControllers() {
     mUi->leftEyeView->setCameraPopUpButton(mUi->leftCameraPopUp);
     mUi->rightEyeView->setCameraPopUpButton(mUi->rightCameraPopUp);
     mUi->stereoView->setMonitorImageTypeControl(mUi->monitorImageType);
+    mUi->stereoView->setStereoFormatControl(mUi->stereoFormat);
     mUi->stereoView->setEyes(mUi->leftEyeView, mUi->rightEyeView);
     for (QCamGrabCGImageView* eye : {mUi->leftEyeView, mUi->rightEyeView}) {
         connect(eye->cameraMenuController(), &NSUICamMenuController::action, this,
@@ -139,6 +142,8 @@ void DSCDocument::connectAdjustments() {
     }
     connect(mUi->monitorImageType, &NSUISegmentedControl::segmentChanged, this,
             &DSCDocument::settingsChanged);
+    connect(mUi->stereoFormat, &QComboBox::currentIndexChanged, this,
+            &DSCDocument::settingsChanged);
 }
 
 void DSCDocument::settingsChanged() {
@@ -160,6 +165,7 @@ void DSCDocument::storeWindowSettings() {
     mUi->rightAdjustPanel->controls()->saveEyeSettings(
         QString::fromLatin1(kRightEyeSettingsPrefix));
     defaults.setNumber(kMonitorImageTypeKey, mUi->stereoView->monitorImageType());
+    defaults.setNumber(kStereoFormatKey, static_cast<int>(mUi->stereoView->stereoFormat()));
     defaults.setString(kWindowGeometryKey, mWindow->saveGeometry().toBase64().toStdString());
 }
 
@@ -174,6 +180,11 @@ void DSCDocument::restoreWindowSettings() {
     if (type >= 1.0 && type <= 4.0) {
         mUi->stereoView->setMonitorImageType(static_cast<int>(type));
     }
+    // An unknown number (a damaged file, a later version's format) is the default format.
+    double const format = defaults.numberForKey(kStereoFormatKey).value_or(0.0);
+    CIVIZStereoFormat const stereoFormat = CIVIZStereoFormatFromNumber(format);
+    VERIFY(static_cast<double>(stereoFormat) == format);
+    mUi->stereoView->setStereoFormat(stereoFormat);
     if (std::optional<std::string> const geometry = defaults.stringForKey(kWindowGeometryKey)) {
         mWindow->restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
     }
@@ -351,9 +362,18 @@ void DSCDocument::cameraBroadcastFrame(CIImage const& image) {
         return;
     }
     ++_broadcastFrame;
+    // The broadcast takes the picture's size (a stereo layout may be wider or taller); where
+    // the buffers cannot, the picture is squeezed into the size they have.
+    QSize const size = image.extent().toAlignedRect().size();
+    CIImage picture = image;
+    if (!_broadcast->setFrameSize(size)) {
+        QSizeF const frame = _broadcast->extent().size();
+        picture = image.imageByApplyingTransform(
+            QTransform::fromScale(frame.width() / size.width(), frame.height() / size.height()));
+    }
     if (CIContext* context = _broadcast->currentCIContext()) {
         _broadcast->beginSwitchContexts();
-        context->drawImage(image, QPointF(0, 0), image.extent());
+        context->drawImage(picture, QPointF(0, 0), picture.extent());
         _broadcast->endSwitchContexts();
     }
     --_broadcastFrame;

@@ -1,5 +1,6 @@
 #include "app/DSCStereoView.h"
 
+#include <QComboBox>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -114,6 +115,33 @@ double DSCStereoView::swapEyesFloatValue() const {
     return monitorImageType() == kMonitorCombinedSwapped ? 1.0 : 0.0;
 }
 
+void DSCStereoView::setStereoFormatControl(QComboBox* control) {
+    mStereoFormatControl = control;
+    if (control == nullptr) {
+        return;
+    }
+    control->clear();
+    for (int number = 0; number < kCIVIZStereoFormatCount; ++number) {
+        control->addItem(tr(CIVIZStereoFormatName(static_cast<CIVIZStereoFormat>(number))), number);
+    }
+    control->setCurrentIndex(static_cast<int>(mStereoFormat));
+    connect(control, &QComboBox::currentIndexChanged, this,
+            [this](int index) { setStereoFormat(CIVIZStereoFormatFromNumber(index)); });
+}
+
+void DSCStereoView::setStereoFormat(CIVIZStereoFormat format) {
+    if (mStereoFormatControl != nullptr &&
+        mStereoFormatControl->currentIndex() != static_cast<int>(format)) {
+        mStereoFormatControl->setCurrentIndex(static_cast<int>(format));  // comes back here
+        return;
+    }
+    if (format == mStereoFormat) {
+        return;
+    }
+    mStereoFormat = format;
+    monitorImageTypeChanged();
+}
+
 CIImage DSCStereoView::leftEyeImage() const { return EyeImage(_leftEye); }
 
 CIImage DSCStereoView::rightEyeImage() const { return EyeImage(_rightEye); }
@@ -126,6 +154,8 @@ CIImage DSCStereoView::monitorImageMuxed() const {
         _stereoMux->setValue(left, QString::fromLatin1(kCIVIZStereoMuxFilter_InputLeftImage));
         _stereoMux->setValue(QVariant(swapEyesFloatValue()),
                              QString::fromLatin1(kCIVIZStereoMuxFilter_InputSwapEyes));
+        _stereoMux->setValue(QVariant(static_cast<int>(mStereoFormat)),
+                             QString::fromLatin1(kCIVIZStereoMuxFilter_InputStereoFormat));
         CIImage const muxed = _stereoMux->outputImage();
         if (muxed) {
             return muxed;
@@ -173,11 +203,13 @@ void DSCStereoView::composeMonitorImage() {
     CIImage const left = leftEyeImage();
     CIImage const right = rightEyeImage();
     int const type = monitorImageType();
-    if (!(left == mRecipeLeft && right == mRecipeRight && type == mRecipeType)) {
+    if (!(left == mRecipeLeft && right == mRecipeRight && type == mRecipeType &&
+          mStereoFormat == mRecipeFormat)) {
         mRecipe = liveMonitorImage();
         mRecipeLeft = left;
         mRecipeRight = right;
         mRecipeType = type;
+        mRecipeFormat = mStereoFormat;
     }
     QSize const size = mRecipe.extent().toAlignedRect().size();
     if (mRecipe.isEmpty() || size.isEmpty()) {
@@ -193,8 +225,8 @@ void DSCStereoView::composeMonitorImage() {
         uchar* pixels = mPicture.bits();
         int const rowBytes = static_cast<int>(mPicture.bytesPerLine());
         mContext = CIContext::contextWithBitmap(pixels, size.width(), size.height(), rowBytes);
-        mPictureImage = CIImage::imageWithSharedARGBData(pixels, size.width(), size.height(),
-                                                         rowBytes);
+        mPictureImage =
+            CIImage::imageWithSharedARGBData(pixels, size.width(), size.height(), rowBytes);
     }
     if (!mContext) {
         setMonitorImage(CIImage());

@@ -10,6 +10,7 @@
 #include <QImage>
 #include <QWidget>
 
+#include "CocoaX/CIVIZStereoFormat.h"
 #include "app/DSCMonitorScaler.h"
 #include "platform/imaging/CIImage.h"
 
@@ -18,6 +19,7 @@ class CIFilter;
 class DSCMonitorGLView;
 class NSUISegmentedControl;
 class QCamGrabCGImageView;
+class QComboBox;
 
 class DSCStereoView : public QWidget {
     Q_OBJECT
@@ -47,6 +49,13 @@ public:
     // The control's action: recomposes at once, so the change shows without waiting.
     void monitorImageTypeChanged();
     double swapEyesFloatValue() const;
+
+    // What the combined types (2 and 3) make: an anaglyph or a layout, for the monitor and
+    // the broadcast alike. The control lists every format and forwards the user's choice.
+    void setStereoFormatControl(QComboBox* control);
+    CIVIZStereoFormat stereoFormat() const { return mStereoFormat; }
+    // Recomposes at once, as a change of the monitor type does.
+    void setStereoFormat(CIVIZStereoFormat format);
 
     // Each eye's picture after its adjustments, or the empty image.
     CIImage leftEyeImage() const;
@@ -108,6 +117,9 @@ private:
     CIImage mRecipeLeft;
     CIImage mRecipeRight;
     int mRecipeType = 0;
+    CIVIZStereoFormat mRecipeFormat = CIVIZStereoFormat::kRedCyanDubois;
+    CIVIZStereoFormat mStereoFormat = CIVIZStereoFormat::kRedCyanDubois;
+    QComboBox* mStereoFormatControl = nullptr;
     QImage mPicture;
     CIImage mPictureImage;
     std::unique_ptr<CIContext> mContext;

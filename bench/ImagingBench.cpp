@@ -1,6 +1,7 @@
 // The imaging library on a 640 x 480 frame, the size every eye and the broadcast use:
-// the stereo mux, the fused colour chain (and the same chain filter by filter, to show what
-// fusing saves), the whole adjustment stack, and the monitor's scaled draw.
+// the stereo mux in each of its formats, the fused colour chain (and the same chain filter
+// by filter, to show what fusing saves), the whole adjustment stack, and the monitor's
+// scaled draw.
 
 #include <random>
 #include <vector>
@@ -9,6 +10,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "CocoaX/CIVIZStereoFormat.h"
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 #include "platform/imaging/CIContext.h"
 #include "platform/imaging/CIFilter.h"
@@ -98,6 +100,37 @@ void BM_StereoMux(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kWidth * kHeight);
 }
 BENCHMARK(BM_StereoMux)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+// Each stereo format's one pass from two 640 x 480 eyes to its picture (1280 x 480 or
+// 640 x 960 for the full layouts); the second argument 1 forces the reference rows.
+void BM_StereoFormat(benchmark::State& state) {
+    auto const format = static_cast<CIVIZStereoFormat>(state.range(0));
+    CISetForceReferenceKernels(state.range(1) != 0);
+    state.SetLabel(std::string(CIVIZStereoFormatName(format)) +
+                   (state.range(1) != 0 ? ", reference" : ", simd"));
+    import_CIVIZStereoMuxFilter(true);
+    auto const right = RandomFrame(1);
+    auto const left = RandomFrame(2);
+    auto mux = CIFilter::filterWithName("CIVIZStereoMuxFilter");
+    mux->setDefaults();
+    mux->setValue(FrameImage(right), "inputImage");
+    mux->setValue(FrameImage(left), "inputLeftImage");
+    mux->setValue(static_cast<int>(format), "inputStereoFormat");
+    QSize const size = CIVIZStereoFormatPictureSize(format, QSize(kWidth, kHeight));
+    std::vector<uint32_t> pixels(size_t(size.width()) * size.height());
+    auto context = CIContext::contextWithBitmap(pixels.data(), size.width(), size.height(),
+                                                size.width() * 4);
+    for (auto _ : state) {
+        CIImage const picture = mux->outputImage();
+        context->drawImage(picture, QPointF(0, 0), picture.extent());
+        benchmark::DoNotOptimize(pixels.data());
+    }
+    CISetForceReferenceKernels(false);
+    state.SetItemsProcessed(state.iterations() * size.width() * size.height());
+}
+BENCHMARK(BM_StereoFormat)
+    ->ArgsProduct({benchmark::CreateDenseRange(0, kCIVIZStereoFormatCount - 1, 1), {0, 1}})
+    ->Unit(benchmark::kMicrosecond);
 
 void BM_ColourChainFused(benchmark::State& state) {
     KernelChoice choice(state);

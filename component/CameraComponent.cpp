@@ -58,8 +58,9 @@ public:
         // The buffer is complete and unlocked, and the next frame goes to the other one, so
         // it is read here without its lock.
         if (mAllowed && mLoopback.IsOpen()) {
-            mLoopback.WriteFrame(static_cast<std::uint8_t const*>(frame),
-                                 SharedCameraMemory::kRowBytes);
+            SharedCameraFrameSize const size = mMemory.FrameSize(n);
+            mLoopback.WriteFrame(static_cast<std::uint8_t const*>(frame), size.width, size.height,
+                                 size.rowBytes);
         }
         return 1;
     }
@@ -99,11 +100,20 @@ __attribute__((visibility("default"))) int __public_fn0(int bufferNumber,
     if (!component.Attach()) {
         return 0;
     }
+    bool const sizeAsked = buffer->frameWidth != 0 || buffer->frameHeight != 0;
+    auto const size = SharedCameraMemory::FrameSizeFor(
+        sizeAsked ? buffer->frameWidth : SharedCameraMemory::kWidth,
+        sizeAsked ? buffer->frameHeight : SharedCameraMemory::kHeight);
+    VERIFY(size.has_value());
+    if (!size) {
+        return 0;
+    }
+    component.mMemory.SetFrameSize(bufferNumber, *size);
     buffer->frameBufferPtr = component.mMemory.Frame(bufferNumber);
-    buffer->frameBufferRowBytes = SharedCameraMemory::kRowBytes;
-    buffer->frameBufferSizeBytes = SharedCameraMemory::kRowBytes * SharedCameraMemory::kHeight;
-    buffer->frameWidth = SharedCameraMemory::kWidth;
-    buffer->frameHeight = SharedCameraMemory::kHeight;
+    buffer->frameBufferRowBytes = size->rowBytes;
+    buffer->frameBufferSizeBytes = size->rowBytes * size->height;
+    buffer->frameWidth = static_cast<std::int16_t>(size->width);
+    buffer->frameHeight = static_cast<std::int16_t>(size->height);
     buffer->framePixelFormat = SharedCameraMemory::kPixelFormatARGB;
     return 1;
 }

@@ -16,13 +16,12 @@
 #include "component/SharedCameraMemory.h"
 #include "component/StillPicture.h"
 #include "libyuv/convert_from_argb.h"
+#include "libyuv/scale_argb.h"
 
 namespace {
 
 constexpr int kWidth = SharedCameraMemory::kWidth;
 constexpr int kHeight = SharedCameraMemory::kHeight;
-constexpr int kYUYVRowBytes = kWidth * 2;
-constexpr std::size_t kYUYVBytes = static_cast<std::size_t>(kYUYVRowBytes) * kHeight;
 
 // Retries on EINTR; returns 0 or -errno.
 int Ioctl(int fd, unsigned long request, void* argument) {
@@ -94,11 +93,14 @@ std::optional<LoopbackCandidate> LoopbackDevice::ChooseLoopbackDevice(
     return candidates.front();
 }
 
-LoopbackDevice::LoopbackDevice() : mYUYV(kYUYVBytes), mStill(kYUYVBytes) {
-    std::vector<std::uint8_t> argb(static_cast<std::size_t>(SharedCameraMemory::kRowBytes) *
-                                   kHeight);
-    DrawNotBroadcastingPicture(argb.data(), kWidth, kHeight, SharedCameraMemory::kRowBytes);
-    ConvertARGBToYUYV(argb.data(), SharedCameraMemory::kRowBytes, mStill.data(), kWidth, kHeight);
+LoopbackDevice::LoopbackDevice() { MakeStillPicture(kWidth, kHeight); }
+
+void LoopbackDevice::MakeStillPicture(int width, int height) {
+    int const rowBytes = width * 4;
+    std::vector<std::uint8_t> argb(static_cast<std::size_t>(rowBytes) * height);
+    DrawNotBroadcastingPicture(argb.data(), width, height, rowBytes);
+    mStill.resize(static_cast<std::size_t>(width) * 2 * height);
+    ConvertARGBToYUYV(argb.data(), rowBytes, mStill.data(), width, height);
 }
 
 LoopbackDevice::~LoopbackDevice() { CloseWithStillPicture(); }
@@ -119,23 +121,34 @@ bool LoopbackDevice::Open() {
                          "(modprobe v4l2loopback exclusive_caps=1 card_label=Duoscope)");
         return false;
     }
-    // A node kept at another format by an earlier writer is released, once, and retried.
-    for (int attempt = 0; attempt < 2 && mFd < 0; ++attempt) {
-        OpenAs640x480YUYV(chosen->devicePath, attempt == 0);
-    }
-    if (mFd < 0) {
+    if (!OpenAtSize(chosen->devicePath, kWidth, kHeight)) {
         return false;
     }
-    mDevicePath = chosen->devicePath;
-    // Readers keep getting frames at the camera's rate even when a tick is late.
-    SetControlByName(mFd, "sustain_framerate", 1);
-    LoadTimeoutPicture();
     CoreMachDebugLog("Virtual camera: writing to %s (%s)", mDevicePath.c_str(),
                      chosen->name.c_str());
     return true;
 }
 
-void LoopbackDevice::OpenAs640x480YUYV(std::string const& devicePath, bool fFirstAttempt) {
+bool LoopbackDevice::OpenAtSize(std::string const& devicePath, int width, int height) {
+    for (int attempt = 0; attempt < 2 && mFd < 0; ++attempt) {
+        OpenAsYUYV(devicePath, width, height, attempt == 0);
+    }
+    if (mFd < 0) {
+        return false;
+    }
+    mDevicePath = devicePath;
+    mWidth = width;
+    mHeight = height;
+    mYUYV.resize(static_cast<std::size_t>(width) * 2 * height);
+    MakeStillPicture(width, height);
+    // Readers keep getting frames at the camera's rate even when a tick is late.
+    SetControlByName(mFd, "sustain_framerate", 1);
+    LoadTimeoutPicture();
+    return true;
+}
+
+void LoopbackDevice::OpenAsYUYV(std::string const& devicePath, int width, int height,
+                                bool fFirstAttempt) {
     int const fd = open(devicePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     VERIFY(fd >= 0);
     if (fd < 0) {
@@ -149,20 +162,21 @@ void LoopbackDevice::OpenAs640x480YUYV(std::string const& devicePath, bool fFirs
     VERIFY(loopback);
     v4l2_format format{};
     format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
-    format.fmt.pix.width = kWidth;
-    format.fmt.pix.height = kHeight;
+    format.fmt.pix.width = static_cast<std::uint32_t>(width);
+    format.fmt.pix.height = static_cast<std::uint32_t>(height);
     format.fmt.pix.pixelformat = V4L2_PIX_FMT_YUYV;
     format.fmt.pix.field = V4L2_FIELD_NONE;
-    format.fmt.pix.bytesperline = kYUYVRowBytes;
-    format.fmt.pix.sizeimage = kYUYVBytes;
+    format.fmt.pix.bytesperline = static_cast<std::uint32_t>(width * 2);
+    format.fmt.pix.sizeimage = static_cast<std::uint32_t>(width * 2 * height);
     format.fmt.pix.colorspace = V4L2_COLORSPACE_SMPTE170M;
     int const formatted = loopback ? Ioctl(fd, VIDIOC_S_FMT, &format) : -ENODEV;
     VERIFY_ERR(formatted);
     if (formatted != 0 || format.fmt.pix.pixelformat != V4L2_PIX_FMT_YUYV ||
-        format.fmt.pix.width != kWidth || format.fmt.pix.height != kHeight) {
+        format.fmt.pix.width != static_cast<std::uint32_t>(width) ||
+        format.fmt.pix.height != static_cast<std::uint32_t>(height)) {
         // The driver keeps the format of the frames it holds; a node that was kept for
         // readers of an earlier writer lets it go when its last reader closes.
-        CoreMachDebugLog("%s refuses 640x480 YUYV (%ux%u)%s", devicePath.c_str(),
+        CoreMachDebugLog("%s refuses %dx%d YUYV (%ux%u)%s", devicePath.c_str(), width, height,
                          format.fmt.pix.width, format.fmt.pix.height,
                          fFirstAttempt && formatted == 0 ? "; releasing it" : "");
         if (fFirstAttempt && formatted == 0) {
@@ -237,11 +251,44 @@ bool LoopbackDevice::SetControlByName(int fd, char const* name, int value) {
     return false;
 }
 
-bool LoopbackDevice::WriteFrame(std::uint8_t const* argb, int rowBytes) {
-    if (mFd < 0 || argb == nullptr) {
+bool LoopbackDevice::WriteFrame(std::uint8_t const* argb, int width, int height, int rowBytes) {
+    if (mFd < 0 || argb == nullptr || width < 1 || height < 1) {
         return false;
     }
-    ConvertARGBToYUYV(argb, rowBytes, mYUYV.data(), kWidth, kHeight);
+    bool const otherSize = width != mWidth || height != mHeight;
+    if (!otherSize) {
+        mRefusedWidth = mRefusedHeight = 0;  // a later change is asked again
+    } else if (width != mRefusedWidth || height != mRefusedHeight) {
+        // The driver changes a writer's format only between writers: close and reopen at the
+        // new size, or, where a reader holds the old one, go back to it.
+        int const oldWidth = mWidth;
+        int const oldHeight = mHeight;
+        std::string const devicePath = mDevicePath;
+        close(mFd);
+        mFd = -1;
+        if (OpenAtSize(devicePath, width, height)) {
+            CoreMachDebugLog("Virtual camera: frames are now %d x %d", width, height);
+        } else {
+            CoreMachDebugLog(
+                "Virtual camera: %s cannot change to %d x %d while a program reads "
+                "it; the picture is scaled into %d x %d",
+                devicePath.c_str(), width, height, oldWidth, oldHeight);
+            mRefusedWidth = width;
+            mRefusedHeight = height;
+            if (!OpenAtSize(devicePath, oldWidth, oldHeight)) {
+                return false;
+            }
+        }
+    }
+    if (width != mWidth || height != mHeight) {
+        int const scaledRowBytes = mWidth * 4;
+        mScaled.resize(static_cast<std::size_t>(scaledRowBytes) * mHeight);
+        libyuv::ARGBScale(argb, rowBytes, width, height, mScaled.data(), scaledRowBytes, mWidth,
+                          mHeight, libyuv::kFilterBilinear);
+        argb = mScaled.data();
+        rowBytes = scaledRowBytes;
+    }
+    ConvertARGBToYUYV(argb, rowBytes, mYUYV.data(), mWidth, mHeight);
     ssize_t const written = write(mFd, mYUYV.data(), mYUYV.size());
     if (written < 0 && errno != EAGAIN && errno != EINTR) {
         // The device went away (module removed): stop writing until the next start.

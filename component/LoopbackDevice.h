@@ -40,7 +40,12 @@ public:
     std::string const& DevicePath() const { return mDevicePath; }
 
     // Converts one 32-bit ARGB frame and writes it; a device that is busy drops the frame.
-    bool WriteFrame(std::uint8_t const* argb, int rowBytes);
+    // A frame of another size than the device's reopens the device at that size; where the
+    // driver refuses (a program is reading and holds the format), it says so once and the
+    // frame is scaled to the device's size instead.
+    bool WriteFrame(std::uint8_t const* argb, int width, int height, int rowBytes);
+    int Width() const { return mWidth; }
+    int Height() const { return mHeight; }
     // Leaves the "not broadcasting" picture on the device and closes it.
     void CloseWithStillPicture();
 
@@ -55,13 +60,22 @@ public:
 
 private:
     static bool SetControlByName(int fd, char const* name, int value);
-    // Sets mFd when the node takes 640 x 480 YUYV; the first attempt releases a node that
+    // Opens the node for YUYV frames of this size: sets mFd, the size and the buffers, and
+    // loads the timeout picture. A node kept at another format is released once and retried.
+    bool OpenAtSize(std::string const& devicePath, int width, int height);
+    // Sets mFd when the node takes YUYV of this size; the first attempt releases a node that
     // an earlier writer left at another format.
-    void OpenAs640x480YUYV(std::string const& devicePath, bool fFirstAttempt);
+    void OpenAsYUYV(std::string const& devicePath, int width, int height, bool fFirstAttempt);
+    void MakeStillPicture(int width, int height);
     void LoadTimeoutPicture();
 
     int mFd = -1;
     std::string mDevicePath;
     std::vector<std::uint8_t> mYUYV;   // one frame, allocated once
-    std::vector<std::uint8_t> mStill;  // the "not broadcasting" picture, made once
+    std::vector<std::uint8_t> mStill;  // the "not broadcasting" picture at the device's size
+    int mWidth = 0;                    // the device's frame size while open
+    int mHeight = 0;
+    int mRefusedWidth = 0;  // the size the device last refused, so it is asked once
+    int mRefusedHeight = 0;
+    std::vector<std::uint8_t> mScaled;  // a frame scaled to the device's size
 };

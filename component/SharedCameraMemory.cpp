@@ -24,8 +24,8 @@ constexpr std::size_t RoundUp(std::size_t bytes) {
 }
 
 constexpr std::size_t kHeaderBytes = RoundUp(sizeof(SharedCameraHeader));
-constexpr std::size_t kFrameBytes =
-    static_cast<std::size_t>(SharedCameraMemory::kRowBytes) * SharedCameraMemory::kHeight;
+constexpr std::size_t kFrameBytes = static_cast<std::size_t>(SharedCameraMemory::kMaxPixels) * 4;
+static_assert(SharedCameraMemory::kMaxWidth % 4 == 0, "full rows are 16-byte aligned");
 
 timespec DeadlineAfter(int timeoutMs) {
     timespec now{};
@@ -164,10 +164,11 @@ SharedCameraMemory::Status SharedCameraMemory::Map(int fd, bool initialise) {
         // goes last, so a reader never takes a half-made header for a valid one.
         header.layoutVersion = kLayoutVersion;
         header.headerBytes = sizeof(SharedCameraHeader);
-        header.width = kWidth;
-        header.height = kHeight;
-        header.rowBytes = kRowBytes;
+        header.maxWidth = kMaxWidth;
+        header.maxHeight = kMaxHeight;
+        header.maxPixels = kMaxPixels;
         header.frameBytes = kFrameBytes;
+        header.bufferSize[0] = header.bufferSize[1] = {kWidth, kHeight, kRowBytes};
         header.pixelFormat = kPixelFormatARGB;
         header.bufferOffset[0] = kHeaderBytes;
         header.bufferOffset[1] = kHeaderBytes + RoundUp(kFrameBytes);
@@ -187,8 +188,8 @@ SharedCameraMemory::Status SharedCameraMemory::Map(int fd, bool initialise) {
     std::atomic_thread_fence(std::memory_order_acquire);
     bool const valid = header.magic == kMagic && header.layoutVersion == kLayoutVersion &&
                        header.headerBytes == sizeof(SharedCameraHeader) &&
-                       header.width == kWidth && header.height == kHeight &&
-                       header.rowBytes == kRowBytes && header.frameBytes == kFrameBytes &&
+                       header.maxWidth == kMaxWidth && header.maxHeight == kMaxHeight &&
+                       header.maxPixels == kMaxPixels && header.frameBytes == kFrameBytes &&
                        header.bufferOffset[0] == kHeaderBytes &&
                        header.bufferOffset[1] == kHeaderBytes + RoundUp(kFrameBytes);
     if (!valid) {
@@ -235,11 +236,35 @@ bool SharedCameraMemory::Unlock(int n) {
     return pthread_mutex_unlock(&mHeader->lock[n]) == 0;
 }
 
+std::optional<SharedCameraFrameSize> SharedCameraMemory::FrameSizeFor(int width, int height) {
+    if (width < 1 || height < 1 || width > kMaxWidth || height > kMaxHeight ||
+        static_cast<long long>(width) * height > kMaxPixels) {
+        return std::nullopt;
+    }
+    int const rowBytes = (width * 4 + 15) / 16 * 16;
+    if (static_cast<long long>(rowBytes) * (height - 1) + width * 4 >
+        static_cast<long long>(kFrameBytes)) {
+        return std::nullopt;  // padded rows that would run past the buffer
+    }
+    return SharedCameraFrameSize{width, height, rowBytes};
+}
+
+void SharedCameraMemory::SetFrameSize(int n, SharedCameraFrameSize size) {
+    VERIFY(FrameSizeFor(size.width, size.height).has_value());
+    if (n == 0 || n == 1) {
+        if (auto const checked = FrameSizeFor(size.width, size.height)) {
+            mFrameSize[n] = *checked;
+        }
+    }
+}
+
 bool SharedCameraMemory::UnlockWritten(int n) {
     if (mHeader == nullptr || !mWriter || (n != 0 && n != 1)) {
         return false;
     }
-    // Stamped while still locked, so a reader always sees a frame's pixels with its number.
+    // Stamped while still locked, so a reader always sees a frame's pixels with its number
+    // and its size.
+    mHeader->bufferSize[n] = mFrameSize[n];
     mHeader->bufferFrame[n].store(mNextFrame++);
     return Unlock(n);
 }
@@ -270,8 +295,9 @@ void SharedCameraMemory::SetConnectionsAllowed(bool allowed) {
     }
 }
 
-std::uint64_t SharedCameraMemory::CopyPublishedFrame(std::uint8_t* pixels, int rowBytes,
-                                                     int timeoutMs) {
+std::uint64_t SharedCameraMemory::CopyPublishedFrame(std::uint8_t* pixels,
+                                                     std::size_t capacityBytes,
+                                                     SharedCameraFrameSize& size, int timeoutMs) {
     if (mHeader == nullptr || pixels == nullptr) {
         return 0;
     }
@@ -279,11 +305,24 @@ std::uint64_t SharedCameraMemory::CopyPublishedFrame(std::uint8_t* pixels, int r
     if (!Lock(n, timeoutMs)) {
         return 0;
     }
-    std::uint64_t const frame = mHeader->bufferFrame[n].load();
-    std::uint8_t const* source = Frame(n);
-    for (int row = 0; row < kHeight; ++row) {
-        std::memcpy(pixels + static_cast<std::ptrdiff_t>(row) * rowBytes,
-                    source + static_cast<std::ptrdiff_t>(row) * kRowBytes, kRowBytes);
+    std::uint64_t frame = mHeader->bufferFrame[n].load();
+    SharedCameraFrameSize const stored = mHeader->bufferSize[n];
+    // The header is another process's memory: its size is believed only when it fits.
+    std::optional<SharedCameraFrameSize> const checked = FrameSizeFor(stored.width, stored.height);
+    bool const valid = checked && checked->rowBytes == stored.rowBytes &&
+                       capacityBytes >= static_cast<std::size_t>(stored.width) * 4 * stored.height;
+    VERIFY(valid);
+    if (valid) {
+        std::size_t const packedRowBytes = static_cast<std::size_t>(stored.width) * 4;
+        std::uint8_t const* source = Frame(n);
+        for (int row = 0; row < stored.height; ++row) {
+            std::memcpy(pixels + row * packedRowBytes,
+                        source + static_cast<std::ptrdiff_t>(row) * stored.rowBytes,
+                        packedRowBytes);
+        }
+        size = {stored.width, stored.height, static_cast<std::int32_t>(packedRowBytes)};
+    } else {
+        frame = 0;
     }
     Unlock(n);
     return frame;

@@ -8,7 +8,9 @@
 #pragma pack(push, 1)
 
 // One writable frame buffer of the component. The application zeroes the record, sets the
-// size field and asks the component to fill in the rest.
+// size field and asks the component to fill in the rest. A frame of another size than the
+// default 640 x 480 is asked for by setting frameWidth and frameHeight too; a size the
+// buffer cannot hold is refused.
 struct SHARED_CAMERA_BUFFER {
     std::uint32_t sizeofSHARED_CAMERA_BUFFER;
     void* frameBufferPtr;  // first byte of the shared frame; also the buffer's handle

@@ -1,5 +1,7 @@
-// The stereo mux: its anaglyph arithmetic against an independent per-pixel reference, the
-// SSE2 row against the reference row, the union extent and the one-eye fall-throughs.
+// The stereo mux: its anaglyph arithmetic against an independent per-pixel reference and
+// known pixels, the layouts' pixels against where each should come from, the SIMD rows
+// against the reference rows, the swap in every format, the union extent and the one-eye
+// fall-throughs.
 
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 
@@ -8,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "CocoaX/CIVIZStereoLayoutRows.h"
 #include "CocoaX/CIVIZStereoMuxKernel.h"
 #include "platform/imaging/CIPixelKernels.h"
 #include "tests/platform/imaging/ImagingTestSupport.h"
@@ -40,18 +43,61 @@ uint32_t AnaglyphReference(uint32_t red, uint32_t cyan) {
     return result;
 }
 
+// The byte-wise average of two pixels, rounded up, channel by channel.
+uint32_t Average(uint32_t a, uint32_t b) {
+    auto mean = [](int p, int q) { return (p + q + 1) / 2; };
+    return Pixel(mean(Alpha(a), Alpha(b)), mean(Red(a), Red(b)), mean(Green(a), Green(b)),
+                 mean(Blue(a), Blue(b)));
+}
+
+// Pixel (x, y) of a layout, taken from where it should come from: `first` is the eye shown
+// left, on top or at even positions.
+uint32_t LayoutPixel(CIVIZStereoFormat format, Picture const& first, Picture const& second, int x,
+                     int y) {
+    int const w = first.width;
+    int const h = first.height;
+    switch (format) {
+        case CIVIZStereoFormat::kSideBySide:
+            return x < w ? first.at(x, y) : second.at(x - w, y);
+        case CIVIZStereoFormat::kSideBySideCrossed:
+            return x < w ? second.at(x, y) : first.at(x - w, y);
+        case CIVIZStereoFormat::kSideBySideHalf: {
+            Picture const& eye = x < w / 2 ? first : second;
+            int const ex = 2 * (x < w / 2 ? x : x - w / 2);
+            return Average(eye.at(ex, y), ex + 1 < w ? eye.at(ex + 1, y) : 0);
+        }
+        case CIVIZStereoFormat::kTopBottom:
+            return y < h ? first.at(x, y) : second.at(x, y - h);
+        case CIVIZStereoFormat::kTopBottomHalf: {
+            Picture const& eye = y < h / 2 ? first : second;
+            int const ey = 2 * (y < h / 2 ? y : y - h / 2);
+            return Average(eye.at(x, ey), ey + 1 < h ? eye.at(x, ey + 1) : 0);
+        }
+        case CIVIZStereoFormat::kRowInterleaved:
+            return (y % 2 == 0 ? first : second).at(x, y);
+        case CIVIZStereoFormat::kColumnInterleaved:
+            return (x % 2 == 0 ? first : second).at(x, y);
+        case CIVIZStereoFormat::kCheckerboard:
+            return ((x + y) % 2 == 0 ? first : second).at(x, y);
+        default:
+            ADD_FAILURE() << "not a layout";
+            return 0;
+    }
+}
+
 class StereoMux : public ::testing::TestWithParam<bool> {
 protected:
     static void SetUpTestSuite() { ASSERT_TRUE(import_CIVIZStereoMuxFilter(true)); }
     void SetUp() override { CISetForceReferenceKernels(GetParam()); }
     void TearDown() override { CISetForceReferenceKernels(false); }
 
-    static CIImage Mux(CIImage const& right, CIImage const& left, double swap) {
+    static CIImage Mux(CIImage const& right, CIImage const& left, double swap, int format = 0) {
         auto filter = CIFilter::filterWithName("CIVIZStereoMuxFilter");
         filter->setDefaults();
         filter->setValue(right, "inputImage");
         filter->setValue(left, "inputLeftImage");
         filter->setValue(swap, "inputSwapEyes");
+        filter->setValue(format, "inputStereoFormat");
         return filter->valueForKey("outputImage").value<CIImage>();
     }
 };
@@ -59,7 +105,8 @@ protected:
 }  // namespace
 
 TEST(StereoMuxRow, ReferenceGivesKnownValues) {
-    StereoMuxCoefficients const normal = StereoMuxCoefficientsForSwap(0.0f);
+    StereoMuxCoefficients const normal =
+        StereoMuxCoefficientsFor(CIVIZStereoFormat::kRedCyanDubois, 0.0f);
     uint32_t const left[4] = {Pixel(255, 255, 0, 0), 0xFF000000u, 0xFF000000u, 0xFFFFFFFFu};
     uint32_t const right[4] = {0xFF000000u, Pixel(255, 0, 255, 0), Pixel(255, 0, 0, 255),
                                0xFFFFFFFFu};
@@ -70,8 +117,42 @@ TEST(StereoMuxRow, ReferenceGivesKnownValues) {
     EXPECT_EQ(out[2], Pixel(255, 0, 0, 255));      // 1.226 * 255 clamps
     EXPECT_EQ(out[3], Pixel(255, 255, 255, 255));  // each output row sums to 1
 
-    StereoMuxRow_C(left, right, out, 1, StereoMuxCoefficientsForSwap(1.0f));
+    StereoMuxRow_C(left, right, out, 1,
+                   StereoMuxCoefficientsFor(CIVIZStereoFormat::kRedCyanDubois, 1.0f));
     EXPECT_EQ(out[0], Pixel(255, 116, 0, 0)) << "swapped: the right image is seen through red";
+}
+
+TEST(StereoMuxRow, EveryAnaglyphGivesKnownValues) {
+    struct Case {
+        CIVIZStereoFormat format;
+        uint32_t left, right, expected;
+        char const* why;
+    };
+    using F = CIVIZStereoFormat;
+    uint32_t const black = 0xFF000000u;
+    Case const cases[] = {
+        {F::kGreenMagentaDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 170, 0),
+         "left green through the green filter: 0.668 * 255"},
+        {F::kGreenMagentaDubois, black, Pixel(255, 255, 0, 0), Pixel(255, 135, 0, 2),
+         "right red: 0.529 * 255 red, 0.009 * 255 blue"},
+        {F::kAmberBlueDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 232, 0),
+         "left green: 0.908 * 255 green, the negative red and blue clamp"},
+        {F::kAmberBlueDubois, black, Pixel(255, 0, 0, 255), Pixel(255, 0, 0, 232),
+         "right blue: 0.911 * 255"},
+        {F::kRedCyanHalfColour, Pixel(255, 100, 50, 200), Pixel(255, 10, 20, 30),
+         Pixel(255, 82, 20, 30), "red the left eye's luma, green and blue the right's own"},
+        {F::kRedCyanColour, Pixel(255, 100, 50, 200), Pixel(255, 10, 20, 30),
+         Pixel(255, 100, 20, 30), "red from the left, green and blue from the right"},
+        {F::kRedCyanGrey, Pixel(255, 100, 50, 200), Pixel(255, 10, 20, 30), Pixel(255, 82, 18, 18),
+         "each eye as its luma"},
+        {F::kRedCyanGrey, Pixel(128, 128, 128, 128), Pixel(128, 128, 128, 128),
+         Pixel(128, 128, 128, 128), "premultiplied grey stays itself"},
+    };
+    for (Case const& c : cases) {
+        uint32_t out = 0;
+        StereoMuxRow_C(&c.right, &c.left, &out, 1, StereoMuxCoefficientsFor(c.format, 0.0f));
+        EXPECT_EQ(out, c.expected) << c.why;
+    }
 }
 
 TEST_P(StereoMux, MatchesTheReferenceForBothSwapValues) {
@@ -122,6 +203,48 @@ TEST_P(StereoMux, ExtentIsTheUnionAndEachEyeCountsAloneOutsideTheOther) {
     }
 }
 
+TEST_P(StereoMux, LayoutsTakeEachPixelFromItsEyeAtTheFormatsSize) {
+    // Odd halves (13 x 7 eyes) and 40-pixel rows exercise the vector forms and their tails.
+    for (QSize const eye : {QSize(13, 7), QSize(40, 6)}) {
+        Picture const right = RandomPicture(eye.width(), eye.height(), 71, false);
+        Picture const left = RandomPicture(eye.width(), eye.height(), 72, false);
+        for (int number = 0; number < kCIVIZStereoFormatCount; ++number) {
+            auto const format = CIVIZStereoFormat(number);
+            if (CIVIZStereoFormatIsAnaglyph(format)) {
+                continue;
+            }
+            for (bool swapped : {false, true}) {
+                CIImage const muxed = Mux(right.image(), left.image(), swapped ? 1.0 : 0.0, number);
+                QSize const size = CIVIZStereoFormatPictureSize(format, eye);
+                ASSERT_EQ(muxed.extent(), QRectF(QPointF(0, 0), QSizeF(size))) << number;
+                // A window that starts inside the picture and crosses any split.
+                Picture const out = Render(muxed, 3, 1, size.width() - 4, size.height() - 1);
+                for (int y = 1; y < size.height(); ++y) {
+                    for (int x = 3; x < size.width() - 1; ++x) {
+                        uint32_t const expected = LayoutPixel(format, swapped ? right : left,
+                                                              swapped ? left : right, x, y);
+                        ASSERT_EQ(out.at(x - 3, y - 1), expected)
+                            << "format " << number << " swapped " << swapped << " at " << x << ","
+                            << y << " of " << eye.width() << "x" << eye.height();
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST_P(StereoMux, SwapExchangesTheEyesInEveryFormat) {
+    Picture const right = RandomPicture(24, 8, 73, true);
+    Picture const left = RandomPicture(24, 8, 74, true);
+    for (int format = 0; format < kCIVIZStereoFormatCount; ++format) {
+        Picture const swapped = Render(Mux(right.image(), left.image(), 1.0, format));
+        Picture const plain = Render(Mux(right.image(), left.image(), 0.0, format));
+        EXPECT_EQ(swapped.pixels, Render(Mux(left.image(), right.image(), 0.0, format)).pixels)
+            << "format " << format;
+        EXPECT_NE(swapped.pixels, plain.pixels) << "format " << format;
+    }
+}
+
 TEST_P(StereoMux, OneEyeFallsThroughUnchanged) {
     Picture const picture = RandomPicture(8, 8, 68, true);
     CIImage const image = picture.image();
@@ -134,8 +257,8 @@ INSTANTIATE_TEST_SUITE_P(Kernels, StereoMux, ::testing::Values(false, true),
                          [](auto const& info) { return info.param ? "Reference" : "SIMD"; });
 
 TEST(StereoMuxRow, SIMDMatchesReferenceByteForByte) {
-    using Row = void (*)(uint32_t const*, uint32_t const*, uint32_t*, int,
-                         StereoMuxCoefficients const&);
+    using Row =
+        void (*)(uint32_t const*, uint32_t const*, uint32_t*, int, StereoMuxCoefficients const&);
     struct Form {
         char const* name;
         Row row;
@@ -150,23 +273,29 @@ TEST(StereoMuxRow, SIMDMatchesReferenceByteForByte) {
             std::cout << "no " << form.name << " on this machine\n";
             continue;
         }
-        for (float swap : {0.0f, 1.0f, 0.3f}) {
-            StereoMuxCoefficients const coefficients = StereoMuxCoefficientsForSwap(swap);
-            for (int width : {form.step, 2 * form.step, 3 * form.step, 640, 1024}) {
-                for (int offset : {0, 1, 3}) {  // unaligned starts
-                    // Buffers end where the row does, so an over-read shows under ASan.
-                    size_t const n = size_t(width + offset);
-                    std::vector<uint32_t> right(n), left(n), simd(n), reference(n);
-                    for (size_t i = 0; i < n; ++i) {
-                        right[i] = RandomPixel(rng, i % 3 != 0);
-                        left[i] = RandomPixel(rng, i % 5 != 0);
+        for (int format = 0; format < kCIVIZStereoFormatCount; ++format) {
+            if (!CIVIZStereoFormatIsAnaglyph(CIVIZStereoFormat(format))) {
+                continue;
+            }
+            for (float swap : {0.0f, 1.0f, 0.3f}) {
+                StereoMuxCoefficients const coefficients =
+                    StereoMuxCoefficientsFor(CIVIZStereoFormat(format), swap);
+                for (int width : {form.step, 2 * form.step, 3 * form.step, 640, 1024}) {
+                    for (int offset : {0, 1, 3}) {  // unaligned starts
+                        // Buffers end where the row does, so an over-read shows under ASan.
+                        size_t const n = size_t(width + offset);
+                        std::vector<uint32_t> right(n), left(n), simd(n), reference(n);
+                        for (size_t i = 0; i < n; ++i) {
+                            right[i] = RandomPixel(rng, i % 3 != 0);
+                            left[i] = RandomPixel(rng, i % 5 != 0);
+                        }
+                        form.row(right.data() + offset, left.data() + offset, simd.data() + offset,
+                                 width, coefficients);
+                        StereoMuxRow_C(right.data() + offset, left.data() + offset,
+                                       reference.data() + offset, width, coefficients);
+                        ASSERT_EQ(simd, reference) << form.name << " format " << format << " width "
+                                                   << width << " offset " << offset;
                     }
-                    form.row(right.data() + offset, left.data() + offset, simd.data() + offset,
-                             width, coefficients);
-                    StereoMuxRow_C(right.data() + offset, left.data() + offset,
-                                   reference.data() + offset, width, coefficients);
-                    ASSERT_EQ(simd, reference)
-                        << form.name << " width " << width << " offset " << offset;
                 }
             }
         }
@@ -179,9 +308,48 @@ TEST(StereoMuxRow, SIMDMatchesReferenceByteForByte) {
             right[size_t(i)] = RandomPixel(rng, true);
             left[size_t(i)] = RandomPixel(rng, true);
         }
-        StereoMuxRow(right.data(), left.data(), a.data(), width, StereoMuxCoefficientsForSwap(0));
-        StereoMuxRow_C(right.data(), left.data(), b.data(), width, StereoMuxCoefficientsForSwap(0));
+        StereoMuxCoefficients const dubois =
+            StereoMuxCoefficientsFor(CIVIZStereoFormat::kRedCyanDubois, 0.0f);
+        StereoMuxRow(right.data(), left.data(), a.data(), width, dubois);
+        StereoMuxRow_C(right.data(), left.data(), b.data(), width, dubois);
         ASSERT_EQ(a, b) << "width " << width;
+    }
+}
+
+TEST(StereoLayoutRows, KnownValuesAndSIMDMatchesReference) {
+    uint32_t const a[2] = {Pixel(255, 0, 0, 0), Pixel(255, 1, 3, 255)};
+    uint32_t out[2] = {};
+    StereoSqueezeRow_C(a, out, 1);
+    EXPECT_EQ(out[0], Pixel(255, 1, 2, 128)) << "averages round up";
+    uint32_t const b[2] = {Pixel(255, 9, 9, 9), Pixel(255, 7, 7, 7)};
+    StereoAlternateRow_C(a, b, out, 2, 1);
+    EXPECT_EQ(out[0], b[0]) << "phase 1 starts with the second row";
+    EXPECT_EQ(out[1], a[1]);
+    if (!CIUseSSE2Kernels()) {
+        GTEST_SKIP() << "no SSE2 on this machine";
+    }
+    std::mt19937 rng(75);
+    for (int width : {4, 8, 36, 640}) {
+        for (int offset : {0, 1}) {
+            // Buffers end where the rows do, so an over-read shows under ASan.
+            size_t const n = size_t(width + offset);
+            std::vector<uint32_t> first(2 * n), second(n), simd(n), reference(n);
+            for (uint32_t& p : first) p = RandomPixel(rng, false);
+            for (uint32_t& p : second) p = RandomPixel(rng, false);
+            uint32_t const* f = first.data() + offset;
+            uint32_t const* s = second.data() + offset;
+            StereoSqueezeRow_SSE2(first.data() + 2 * offset, simd.data() + offset, width);
+            StereoSqueezeRow_C(first.data() + 2 * offset, reference.data() + offset, width);
+            ASSERT_EQ(simd, reference) << "squeeze, width " << width;
+            StereoAverageRows_SSE2(f, s, simd.data() + offset, width);
+            StereoAverageRows_C(f, s, reference.data() + offset, width);
+            ASSERT_EQ(simd, reference) << "average, width " << width;
+            for (int phase : {0, 1}) {
+                StereoAlternateRow_SSE2(f, s, simd.data() + offset, width, phase);
+                StereoAlternateRow_C(f, s, reference.data() + offset, width, phase);
+                ASSERT_EQ(simd, reference) << "alternate, width " << width << " phase " << phase;
+            }
+        }
     }
 }
 
@@ -217,8 +385,8 @@ TEST(CIFilterBaseKernels, MissingOrEmptyKernelTextIsLoggedAndGivesNone) {
     EXPECT_EQ(CIFilterBase::kernelFromBundleFile("noSuchKernel"), nullptr);
 
     import_CIVIZStereoMuxFilter(false);
-    auto const kernel =
-        CIFilterBase::kernelFromKernelData("kernel vec4 stereoMux(sampler r, sampler l, float s);");
+    auto const kernel = CIFilterBase::kernelFromKernelData(
+        "kernel vec4 stereoMux(sampler r, sampler l, float s, float f);");
     ASSERT_NE(kernel, nullptr);
     EXPECT_EQ(kernel->routine(), CIVIZStereoMuxFilter::kernel()->routine());
 }

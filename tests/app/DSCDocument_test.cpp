@@ -91,6 +91,10 @@ public:
         mLog.push_back("broadcast.endSwitchContexts");
         return true;
     }
+    bool setFrameSize(QSize size) override {
+        mLog.push_back("broadcast.setFrameSize");
+        return size.width() <= 8 && size.height() <= 8;
+    }
 
     bool mEnabled = true;
     std::function<void()> onBegin;
@@ -126,6 +130,7 @@ TEST(MasterClockTick, GrabsLeftThenRightThenRedrawsThenBroadcastsTheKeptImage) {
                               "stereo.monitorImage",
                               "broadcast.isBroadcastEnabled",
                               "broadcast.isBroadcasting",
+                              "broadcast.setFrameSize",
                               "broadcast.currentCIContext",
                               "broadcast.beginSwitchContexts",
                               "broadcast.endSwitchContexts"};
@@ -264,7 +269,7 @@ TEST_F(BroadcastSwitchTest, SwitchesAreStoredByTheCloseAndTakenBackByTheNextWind
     EXPECT_FALSE(Button("allowCameraButton")->isChecked());
 }
 
-TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWereLeft) {
+TEST_F(DocumentWindowTest, EachEyesAdjustmentsMonitorTypeAndStereoFormatComeBackAsTheyWereLeft) {
     auto const panel = [this](char const* name) {
         return mDocument->window()->findChild<NSUICameraAdjustPanel*>(name)->controls()->outlets();
     };
@@ -273,6 +278,7 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWer
     panel("leftAdjustPanel").mirrorImageY->setState(1);
     auto* monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
     monitor->setMonitorImageType(DSCStereoView::kMonitorRightEye);
+    monitor->setStereoFormat(CIVIZStereoFormat::kCheckerboard);
     int const writes = UserDefaults::standard().saveCount();
     mDocument->window()->close();
     EXPECT_EQ(UserDefaults::standard().saveCount(), writes + 1) << "one write for everything";
@@ -287,11 +293,13 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWer
     EXPECT_EQ(panel("rightAdjustPanel").mirrorImageY->state(), 0);
     monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
     EXPECT_EQ(monitor->monitorImageType(), DSCStereoView::kMonitorRightEye);
+    EXPECT_EQ(monitor->stereoFormat(), CIVIZStereoFormat::kCheckerboard);
 
     // Back to the factory settings for the tests after this one.
     panel("leftAdjustPanel").mirrorImageY->setState(0);
     panel("leftAdjustPanel").exposureSlider->setDoubleValue(0.0);
     monitor->setMonitorImageType(DSCStereoView::kMonitorCombined);
+    monitor->setStereoFormat(CIVIZStereoFormat::kRedCyanDubois);
 }
 
 // The picture a second process reads from the virtual camera now, or a null image.

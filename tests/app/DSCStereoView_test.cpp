@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 
+#include <QComboBox>
 #include <QDir>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
@@ -137,6 +138,34 @@ TEST(StereoViewTest, PictureKeepsItsShapeInAnyViewWithBlackBars) {
     EXPECT_EQ(monitor.Draw(1, {30, 264}), qRgb(0, 0, 0)) << "the bar";
     EXPECT_EQ(monitor.Draw(1, {60, 264}), qRgb(255, 0, 0)) << "the picture";
     EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(640, 480)) << "composed at its own size";
+}
+
+TEST(StereoViewTest, TheStereoFormatSetsTheCombinedPictureAndItsShape) {
+    Monitor monitor;
+    QComboBox formats;
+    monitor.view.setStereoFormatControl(&formats);
+    ASSERT_EQ(formats.count(), kCIVIZStereoFormatCount);
+    EXPECT_EQ(monitor.view.stereoFormat(), CIVIZStereoFormat::kRedCyanDubois) << "the default";
+    monitor.left.setCameraImageRef(Solid(640, 480, qRgb(200, 40, 40)));
+    monitor.right.setCameraImageRef(Solid(640, 480, qRgb(30, 160, 220)));
+    formats.setCurrentIndex(static_cast<int>(CIVIZStereoFormat::kSideBySide));
+    EXPECT_EQ(monitor.view.stereoFormat(), CIVIZStereoFormat::kSideBySide);
+    monitor.target = QImage(1280, 960, QImage::Format_ARGB32_Premultiplied);
+    // 1280 x 480 letterboxed into 1280 x 960: bars above and below, left eye on the left.
+    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombined, {300, 480}), qRgb(200, 40, 40));
+    EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(1280, 480));
+    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombined, {900, 480}), qRgb(30, 160, 220));
+    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombined, {300, 100}), qRgb(0, 0, 0));
+    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombinedSwapped, {300, 480}),
+              qRgb(30, 160, 220))
+        << "type 3 swaps the eyes in a layout too";
+    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorLeftEye, {640, 480}), qRgb(200, 40, 40));
+    EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(640, 480)) << "one eye: its own size";
+
+    monitor.view.setStereoFormat(CIVIZStereoFormat::kTopBottom);
+    EXPECT_EQ(formats.currentIndex(), static_cast<int>(CIVIZStereoFormat::kTopBottom));
+    monitor.Draw(DSCStereoView::kMonitorCombined);
+    EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(640, 960));
 }
 
 TEST(StereoViewTest, EachEyesAdjustmentsReachTheMonitorAndOnlyThatEye) {

@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 
 #include <QCheckBox>
+#include <QImage>
 
 #include <gtest/gtest.h>
 
@@ -116,6 +117,39 @@ TEST(Broadcast, FramesReachAReaderProcessWholeAndInOrderWhileBuffersAlternate) {
     // Connections refused: the reader says so and fails.
     broadcaster.mAllow.click();
     EXPECT_EQ(WEXITSTATUS(system(DUOSCOPE_CAM_TOOL " --snapshot /dev/null 2>/dev/null")), 3);
+}
+
+TEST(Broadcast, TheFrameSizeFollowsThePictureAndReadersLearnIt) {
+    Broadcaster broadcaster;
+    std::string const path = TestEnvironment::Home() + "/frame.png";
+    std::string const command = std::string(DUOSCOPE_CAM_TOOL) + " --snapshot " + path;
+    // The first half (left, or top when taller than wide) one colour, the rest another.
+    for (QSize const size : {QSize(1280, 480), QSize(640, 960), QSize(640, 480)}) {
+        ASSERT_TRUE(broadcaster.mControl.setFrameSize(size))
+            << size.width() << "x" << size.height();
+        bool const tall = size.height() > size.width();
+        std::vector<std::uint32_t> pixels(std::size_t(size.width()) * size.height());
+        for (int y = 0; y < size.height(); ++y) {
+            for (int x = 0; x < size.width(); ++x) {
+                bool const first = tall ? y < size.height() / 2 : x < size.width() / 2;
+                pixels[std::size_t(y) * size.width() + x] = first ? 0xFF102030u : 0xFFA0B0C0u;
+            }
+        }
+        CIImage const image = CIImage::imageWithARGBData(pixels.data(), size.width(), size.height(),
+                                                         size.width() * 4);
+        broadcaster.mControl.beginSwitchContexts();
+        broadcaster.mControl.currentCIContext()->drawImage(image, QPointF(0, 0), image.extent());
+        broadcaster.mControl.endSwitchContexts();
+        ASSERT_EQ(WEXITSTATUS(system(command.c_str())), 0);
+        QImage const read(QString::fromStdString(path));
+        ASSERT_EQ(read.size(), size);
+        EXPECT_EQ(read.pixel(0, 0), 0xFF102030u);
+        EXPECT_EQ(read.pixel(size.width() - 1, size.height() - 1), 0xFFA0B0C0u);
+    }
+    // Larger than the buffers hold: refused, and the broadcast goes on at its size.
+    EXPECT_FALSE(broadcaster.mControl.setFrameSize(QSize(1280, 960)));
+    EXPECT_EQ(broadcaster.mControl.extent(), QRectF(0, 0, 640, 480));
+    EXPECT_TRUE(broadcaster.Publish(0xFF445566));
 }
 
 TEST(Broadcast, AReaderKilledHoldingALockDoesNotWedgeTheWriter) {

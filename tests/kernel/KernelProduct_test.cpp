@@ -45,7 +45,8 @@ constexpr char kVirtualCamera[] = "/dev/video10";
 std::vector<std::uint8_t> Anaglyph(std::vector<std::uint8_t> const& left,
                                    std::vector<std::uint8_t> const& right) {
     std::vector<std::uint8_t> out(left.size());
-    StereoMuxCoefficients const coefficients = StereoMuxCoefficientsForSwap(0.0f);
+    StereoMuxCoefficients const coefficients =
+        StereoMuxCoefficientsFor(CIVIZStereoFormat::kRedCyanDubois, 0.0f);
     for (int y = 0; y < kHeight; ++y) {
         std::size_t const row = std::size_t(y) * kWidth * 4;
         StereoMuxRow_C(reinterpret_cast<std::uint32_t const*>(right.data() + row),
@@ -197,7 +198,7 @@ TEST(VirtualCamera, ReadersGetTheStillPictureWhenFramesStopAndTheLiveOneWhenThey
     LoopbackDevice device;
     ASSERT_TRUE(device.Open());
     ASSERT_EQ(device.DevicePath(), kVirtualCamera);
-    ASSERT_TRUE(device.WriteFrame(live.data(), kWidth * 4));
+    ASSERT_TRUE(device.WriteFrame(live.data(), kWidth, kHeight, kWidth * 4));
     LoopbackReader reader(kVirtualCamera);
     ASSERT_TRUE(reader.Open(kWidth, kHeight));
 
@@ -226,7 +227,7 @@ TEST(VirtualCamera, ReadersGetTheStillPictureWhenFramesStopAndTheLiveOneWhenThey
         bool fSeen = false;
         while (!fSeen && Clock::now() < deadline) {
             if (step.writer == kWriting) {
-                device.WriteFrame(live.data(), kWidth * 4);
+                device.WriteFrame(live.data(), kWidth, kHeight, kWidth * 4);
             }
             fSeen = reader.Read(frame, 100) && frame == step.expected;
         }

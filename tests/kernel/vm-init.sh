@@ -105,6 +105,7 @@ loopbacks="v4l2loopback devices=2 video_nr=10,11 card_label=Duoscope,JPEGCam exc
 [ -n "$only" ] || run_case default-vivid 'DefaultVivid.*' vivid "v4l2loopback devices=1 video_nr=9 exclusive_caps=0"
 [ -n "$only" ] || run_case webcams 'TwoWebcams.*' "$webcams"
 [ -n "$only" ] || run_hotplug_case hotplug 'Hotplug.*' "$webcams"
+[ -n "$only" ] || run_case loopback-size 'LoopbackSize.*' "$loopbacks"
 run_case looped 'LoopedCameras.*:VirtualCamera.*' "$looped" "$loopbacks"
 
 echo DONE >>"$summary"

@@ -4,6 +4,10 @@
 //   duoscope-cam --raw [--frames N]    streams frames to standard output as raw 32-bit video
 //                                      (bytes B, G, R, A; ffmpeg's "bgra") at the frame rate
 //
+// Frames are 640 x 480 unless the stereo format makes them wider or taller (1280 x 480 side
+// by side, 640 x 960 top-bottom). --raw says each frame size on standard error when it
+// starts and whenever it changes, so the reading program can be told (ffmpeg -video_size).
+//
 // Exits 0 on success, 2 when nothing is broadcasting, 3 when connections are not allowed,
 // 4 when the memory belongs to another user or has another layout, 1 for other errors.
 
@@ -70,14 +74,20 @@ int Attach(SharedCameraMemory& memory) {
     return kExitError;
 }
 
+// Room for the largest frame the shared memory holds.
+std::vector<std::uint8_t> FrameStorage() {
+    return std::vector<std::uint8_t>(static_cast<std::size_t>(SharedCameraMemory::kMaxPixels) * 4);
+}
+
 int Snapshot(SharedCameraMemory& memory, char const* path) {
-    QImage image(SharedCameraMemory::kWidth, SharedCameraMemory::kHeight,
-                 QImage::Format_ARGB32_Premultiplied);
-    if (memory.CopyPublishedFrame(image.bits(), static_cast<int>(image.bytesPerLine()),
-                                  kLockTimeoutMs) == 0) {
+    std::vector<std::uint8_t> frame = FrameStorage();
+    SharedCameraFrameSize size{};
+    if (memory.CopyPublishedFrame(frame.data(), frame.size(), size, kLockTimeoutMs) == 0) {
         std::fprintf(stderr, "duoscope-cam: no frame has been published yet\n");
         return kExitNotBroadcasting;
     }
+    QImage const image(frame.data(), size.width, size.height, size.rowBytes,
+                       QImage::Format_ARGB32_Premultiplied);
     if (!image.save(QString::fromLocal8Bit(path), "PNG")) {
         std::fprintf(stderr, "duoscope-cam: cannot write %s\n", path);
         return kExitError;
@@ -103,8 +113,9 @@ bool WriteAll(std::uint8_t const* data, std::size_t size) {
 // Each new frame once, in order; a frame that was already sent is not sent again, so the
 // output runs at the application's rate.
 int Raw(SharedCameraMemory& memory, long frames) {
-    std::vector<std::uint8_t> frame(static_cast<std::size_t>(SharedCameraMemory::kRowBytes) *
-                                    SharedCameraMemory::kHeight);
+    std::vector<std::uint8_t> frame = FrameStorage();
+    SharedCameraFrameSize size{};
+    SharedCameraFrameSize said{};
     std::uint64_t last = 0;
     auto next = std::chrono::steady_clock::now();
     for (long sent = 0; frames < 0 || sent < frames;) {
@@ -114,10 +125,15 @@ int Raw(SharedCameraMemory& memory, long frames) {
         std::uint64_t const number = memory.Header()->frameCounter.load();
         if (number != 0 && number != last) {
             std::uint64_t const copied =
-                memory.CopyPublishedFrame(frame.data(), SharedCameraMemory::kRowBytes,
-                                          kLockTimeoutMs);
+                memory.CopyPublishedFrame(frame.data(), frame.size(), size, kLockTimeoutMs);
             if (copied != 0 && copied != last) {
-                if (!WriteAll(frame.data(), frame.size())) {
+                if (size.width != said.width || size.height != said.height) {
+                    std::fprintf(stderr, "duoscope-cam: frames are %d x %d\n", size.width,
+                                 size.height);
+                    said = size;
+                }
+                if (!WriteAll(frame.data(),
+                              static_cast<std::size_t>(size.rowBytes) * size.height)) {
                     return kExitOk;  // the reading end closed
                 }
                 last = copied;
