@@ -14,6 +14,7 @@
 #include "CoCamX/NSUICICameraControls.h"
 #include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/NSUISegmentedControl.h"
+#include "CoCamX/NSUIStereoAlignControl.h"
 #include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CoreX/CoreMachDebugLog.h"
@@ -71,6 +72,7 @@ QString DSCDocument::windowNibName() const {
     VERIFY(import_QCamGrabCGImageView());
     VERIFY(import_NSUISegmentedControl());
     VERIFY(import_NSUICICameraControls());
+    VERIFY(import_NSUIStereoAlignControl());
     return QStringLiteral("DSCDocument");
 }
 
@@ -139,6 +141,16 @@ void DSCDocument::connectAdjustments() {
     }
     connect(mUi->monitorImageType, &NSUISegmentedControl::segmentChanged, this,
             &DSCDocument::settingsChanged);
+    // Convergence, auto-align and colour match act on both eyes' stacks.
+    QCamGrabCGImageView* left = mUi->leftEyeView;
+    QCamGrabCGImageView* right = mUi->rightEyeView;
+    mUi->stereoAlign->setEyes(
+        mUi->leftAdjustPanel->controls(), [left] { return left->eyePicture(); },
+        mUi->rightAdjustPanel->controls(), [right] { return right->eyePicture(); });
+    connect(mUi->stereoAlign, &NSUIStereoAlignControl::convergenceChanged, this,
+            &DSCDocument::settingsChanged);
+    connect(mUi->stereoAlign, &NSUIStereoAlignControl::statusMessage, mUi->statusBar,
+            [bar = mUi->statusBar](QString const& text) { bar->showMessage(text, 15000); });
 }
 
 void DSCDocument::settingsChanged() {
@@ -160,6 +172,7 @@ void DSCDocument::storeWindowSettings() {
     mUi->rightAdjustPanel->controls()->saveEyeSettings(
         QString::fromLatin1(kRightEyeSettingsPrefix));
     defaults.setNumber(kMonitorImageTypeKey, mUi->stereoView->monitorImageType());
+    mUi->stereoAlign->saveSettings();
     defaults.setString(kWindowGeometryKey, mWindow->saveGeometry().toBase64().toStdString());
 }
 
@@ -174,6 +187,7 @@ void DSCDocument::restoreWindowSettings() {
     if (type >= 1.0 && type <= 4.0) {
         mUi->stereoView->setMonitorImageType(static_cast<int>(type));
     }
+    mUi->stereoAlign->restoreSettings();
     if (std::optional<std::string> const geometry = defaults.stringForKey(kWindowGeometryKey)) {
         mWindow->restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
     }
