@@ -554,9 +554,15 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
 
     // The alignment: offsets, rotation and scale, then the colour match as a gain and an
     // offset for each channel, side by side.
-    auto* align = new QGridLayout(alignPage);
-    align->setContentsMargins(2, 2, 2, 2);
+    auto* alignColumn = new QVBoxLayout(alignPage);
+    alignColumn->setContentsMargins(2, 2, 2, 2);
+    auto* align = new QGridLayout();
     align->setVerticalSpacing(2);
+    auto* match = new QGridLayout();
+    match->setVerticalSpacing(2);
+    alignColumn->addLayout(align);
+    alignColumn->addLayout(match);
+    alignColumn->addStretch();
     NSUIAdjustSliderSpec const alignSpecs[] = {
         {"Across", "horizontalOffsetSlider", -64.0, 64.0, 0.25, 0.0, 2,
          "Horizontal offset in pixels, positive to the right"},
@@ -571,29 +577,29 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     row = 0;
     for (NSUIAdjustSliderSpec const& spec : alignSpecs) {
         *alignTargets[row] = addSlider(align, row, 0, spec);
-        align->setRowMinimumHeight(row, 0);
         ++row;
     }
+    align->setColumnStretch(1, 1);
+    row = 0;
     auto* matchTitle = new QLabel(tr("Colour match: gain, offset"), this);
     matchTitle->setToolTip(tr("value x gain + offset, set by Match colours in the window"));
-    align->addWidget(matchTitle, row++, 0, 1, 5);
+    match->addWidget(matchTitle, row++, 0, 1, 5);
     char const* const channels[] = {"Red", "Green", "Blue"};
     char const* const gainNames[] = {"redGainSlider", "greenGainSlider", "blueGainSlider"};
     char const* const offsetNames[] = {"redOffsetSlider", "greenOffsetSlider",
                                        "blueOffsetSlider"};
     for (int channel = 0; channel < 3; ++channel) {
         outlets.matchGainSliders[channel] = addSlider(
-            align, row, 0,
+            match, row, 0,
             {channels[channel], gainNames[channel], 0.5, 2.0, 0.005, 1.0, 3, "Gain of the channel"});
         outlets.matchOffsetSliders[channel] =
-            addSlider(align, row, 3,
+            addSlider(match, row, 3,
                       {nullptr, offsetNames[channel], -64.0, 64.0, 0.5, 0.0, 1,
                        "Offset of the channel in levels of 0..255"});
         ++row;
     }
-    align->setRowStretch(row, 1);
-    align->setColumnStretch(1, 1);
-    align->setColumnStretch(3, 1);
+    match->setColumnStretch(1, 1);
+    match->setColumnStretch(3, 1);
 
     auto* buttons = new QHBoxLayout();
     struct Action {
