@@ -279,3 +279,44 @@ TEST(CIBilinearRow, SIMDMatchesReferenceByteForByte) {
         }
     }
 }
+
+TEST(CIAffineBilinearRow, SIMDMatchesReferenceByteForByte) {
+    if (!CIUseSSE2Kernels()) {
+        GTEST_SKIP() << "no SSE2 kernels on this machine";
+    }
+    std::mt19937 rng(33);
+    struct Size {
+        int columns, rows;
+    };
+    for (Size const size : {Size{1, 1}, Size{2, 3}, Size{7, 5}, Size{640, 4}}) {
+        // The picture ends where its last row does, so a read past it shows under ASan; a
+        // negative row step reads bottom-up memory.
+        std::vector<uint32_t> pixels(static_cast<size_t>(size.columns) * size.rows);
+        for (uint32_t& p : pixels) {
+            p = RandomPixel(rng, false);
+        }
+        for (bool bottomUp : {false, true}) {
+            std::ptrdiff_t const rowBytes = (bottomUp ? -4 : 4) * std::ptrdiff_t{size.columns};
+            auto const* base = reinterpret_cast<unsigned char const*>(
+                bottomUp ? pixels.data() + static_cast<size_t>(size.columns) * (size.rows - 1)
+                         : pixels.data());
+            // Steps of a small turn either way and of a steep one; starting outside, so the
+            // held edges are exercised.
+            for (auto const& [stepU, stepV] : {std::pair<int64_t, int64_t>{65500, 1700},
+                                              {64000, -2500}, {30000, 60000}, {-40000, 9000}}) {
+                int const width = 2 * size.columns + 3;
+                CIAffineSpan const span{stepU > 0 ? -70000 : (int64_t{size.columns} << 16) + 5000,
+                                        stepV > 0 ? -20000 : (int64_t{size.rows} << 16) + 3000,
+                                        stepU,
+                                        stepV,
+                                        size.columns - 1,
+                                        size.rows - 1};
+                std::vector<uint32_t> simd(static_cast<size_t>(width)),
+                    reference(static_cast<size_t>(width));
+                CIAffineBilinearRow_SSE2(base, rowBytes, simd.data(), width, span);
+                CIAffineBilinearRow_C(base, rowBytes, reference.data(), width, span);
+                ASSERT_EQ(simd, reference) << size.columns << "x" << size.rows << " " << stepU;
+            }
+        }
+    }
+}
