@@ -48,8 +48,9 @@ NSUIStereoAlignControl::NSUIStereoAlignControl(QWidget* parent)
         tr("Measure how the right eye is moved, turned and scaled against the left eye and "
            "correct it (see the right eye's Align page)"));
     mMatchButton->setObjectName("matchColorsButton");
-    mMatchButton->setToolTip(tr("Give the right eye the left eye's colours (the right eye's "
-                                "colour match on its Align page)"));
+    mMatchButton->setToolTip(
+        tr("Give the right eye the left eye's colours (the right eye's "
+           "colour match on its Align page)"));
     row->addWidget(new QLabel(tr("Convergence"), this));
     row->addWidget(mConvergence);
     row->addWidget(mConvergenceValue);
@@ -150,7 +151,8 @@ bool NSUIStereoAlignControl::autoAlign() {
         StereoAlignmentEstimate const estimate =
             EstimateStereoAlignment(PictureOf(left), PictureOf(right));
         QMetaObject::invokeMethod(
-            this, [this, estimate, start, startShift] { finishAutoAlign(estimate, start, startShift); },
+            this,
+            [this, estimate, start, startShift] { finishAutoAlign(estimate, start, startShift); },
             Qt::QueuedConnection);
     });
     return true;
@@ -205,9 +207,10 @@ bool NSUIStereoAlignControl::matchColors() {
     }
     QImage const left = PictureCopy(mLeftPicture);
     QImage const right = PictureCopy(mRightPicture);
-    StereoColorMatch const match = left.isNull() || right.isNull()
-                                       ? StereoColorMatch()
-                                       : EstimateStereoColorMatch(PictureOf(left), PictureOf(right));
+    StereoColorMatch const match =
+        left.isNull() || right.isNull()
+            ? StereoColorMatch()
+            : EstimateStereoColorMatch(PictureOf(left), PictureOf(right));
     VERIFY(match.found);
     if (!match.found) {
         emit statusMessage(tr("Match colours needs pictures in both eyes that overlap"));

@@ -29,8 +29,8 @@ public:
 
     // Each eye's stack (not owned) and where its current picture (after its stack) comes from.
     using PictureSource = std::function<QImage()>;
-    void setEyes(NSUICICameraControls* left, PictureSource leftPicture,
-                 NSUICICameraControls* right, PictureSource rightPicture);
+    void setEyes(NSUICICameraControls* left, PictureSource leftPicture, NSUICICameraControls* right,
+                 PictureSource rightPicture);
 
     // Convergence in whole pixels: the right eye moves right by half of it, the left eye left
     // by the rest, so positive values put the scene further behind the screen.

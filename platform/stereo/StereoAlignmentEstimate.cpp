@@ -33,8 +33,8 @@ Level GreyOf(StereoPicture const& picture) {
             std::uint32_t const p = row[x];
             std::size_t const i = static_cast<std::size_t>(y) * picture.width + x;
             // Rec. 601 luma; premultiplied values are what the screen shows over black.
-            level.grey[i] = 0.299f * ((p >> 16) & 0xFF) + 0.587f * ((p >> 8) & 0xFF) +
-                            0.114f * (p & 0xFF);
+            level.grey[i] =
+                0.299f * ((p >> 16) & 0xFF) + 0.587f * ((p >> 8) & 0xFF) + 0.114f * (p & 0xFF);
             level.valid[i] = (p >> 24) == 0xFF;
         }
     }

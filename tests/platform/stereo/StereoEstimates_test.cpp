@@ -34,9 +34,9 @@ QTransform AboutCentre(double down, double degrees, double scale) {
 }
 
 QImage Warped(QImage const& image, QTransform const& transform) {
-    CIImage const moved = CIImage::imageWithQImage(image)
-                              .imageByApplyingTransform(transform)
-                              .imageByCroppingToRect(QRectF(0, 0, 640, 480));
+    CIImage const moved =
+        CIImage::imageWithQImage(image).imageByApplyingTransform(transform).imageByCroppingToRect(
+            QRectF(0, 0, 640, 480));
     return CIContext::createQImage(moved, QRectF(0, 0, 640, 480));
 }
 
@@ -55,7 +55,8 @@ TEST(StereoAlignmentEstimateTest, AKnownMisalignmentComesBackWithinAPixelAndAFif
         QTransform const misalignment = AboutCentre(c.down, c.degrees, c.scale);
         QImage const right =
             Warped(EyeOfScene(TestPatternScene::kRightEye, c.seconds), misalignment);
-        StereoAlignmentEstimate const e = EstimateStereoAlignment(PictureOf(left), PictureOf(right));
+        StereoAlignmentEstimate const e =
+            EstimateStereoAlignment(PictureOf(left), PictureOf(right));
         ASSERT_TRUE(e.found) << c.down;
         EXPECT_GE(e.matches, 30) << c.down;
         // The correction after the misalignment leaves no vertical disparity anywhere.
@@ -93,9 +94,9 @@ TEST(StereoColorMatchTest, ATintedRightEyeEndsWithinThreeLevelsOfTheLeft) {
             for (int x = 0; x < tinted.width(); ++x) {
                 int c[3] = {qRed(row[x]), qGreen(row[x]), qBlue(row[x])};
                 for (int k = 0; k < 3; ++k) {
-                    c[k] = std::clamp(static_cast<int>(std::lround(c[k] * tint.gain[k] +
-                                                                   tint.offset[k])),
-                                      0, 255);
+                    c[k] = std::clamp(
+                        static_cast<int>(std::lround(c[k] * tint.gain[k] + tint.offset[k])), 0,
+                        255);
                 }
                 row[x] = qRgb(c[0], c[1], c[2]);
             }
