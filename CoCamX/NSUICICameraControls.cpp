@@ -4,14 +4,14 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QTabWidget>
-#include <QVBoxLayout>
 #include <QSignalBlocker>
+#include <QTabWidget>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 #include "CoCamX/NSUIControls.h"
-#include "CoreX/CoreMachDebugLog.h"
 #include "CocoaX/NSUserDefaults.h"
+#include "CoreX/CoreMachDebugLog.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIColorControlsFilter.h"
 #include "platform/imaging/CICropFilter.h"
@@ -48,15 +48,16 @@ double NumberOf(CIFilter const* filter, char const* key, double identity) {
 // The alignment's and the colour match's sliders under their names, in the order of
 // AlignAndMatchSliders.
 constexpr char const* kAlignAndMatchNames[] = {
-    "_horizontalOffsetSlider", "_verticalOffsetSlider", "_rotationSlider",
-    "_scaleSlider",            "_redGainSlider",        "_greenGainSlider",
-    "_blueGainSlider",         "_redOffsetSlider",      "_greenOffsetSlider",
-    "_blueOffsetSlider"};
+    "_horizontalOffsetSlider", "_verticalOffsetSlider", "_rotationSlider", "_scaleSlider",
+    "_redGainSlider",          "_greenGainSlider",      "_blueGainSlider", "_redOffsetSlider",
+    "_greenOffsetSlider",      "_blueOffsetSlider"};
 
 std::array<NSUISlider*, 10> AlignAndMatchSliders(NSUICICameraControls::Outlets const& o) {
-    return {o.horizontalOffsetSlider, o.verticalOffsetSlider, o.rotationSlider, o.scaleSlider,
-            o.matchGainSliders[0],    o.matchGainSliders[1],  o.matchGainSliders[2],
-            o.matchOffsetSliders[0],  o.matchOffsetSliders[1], o.matchOffsetSliders[2]};
+    return {o.horizontalOffsetSlider, o.verticalOffsetSlider,
+            o.rotationSlider,         o.scaleSlider,
+            o.matchGainSliders[0],    o.matchGainSliders[1],
+            o.matchGainSliders[2],    o.matchOffsetSliders[0],
+            o.matchOffsetSliders[1],  o.matchOffsetSliders[2]};
 }
 
 double ValueOf(NSUISlider const* slider, double identity) {
@@ -586,12 +587,11 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     match->addWidget(matchTitle, row++, 0, 1, 5);
     char const* const channels[] = {"Red", "Green", "Blue"};
     char const* const gainNames[] = {"redGainSlider", "greenGainSlider", "blueGainSlider"};
-    char const* const offsetNames[] = {"redOffsetSlider", "greenOffsetSlider",
-                                       "blueOffsetSlider"};
+    char const* const offsetNames[] = {"redOffsetSlider", "greenOffsetSlider", "blueOffsetSlider"};
     for (int channel = 0; channel < 3; ++channel) {
-        outlets.matchGainSliders[channel] = addSlider(
-            match, row, 0,
-            {channels[channel], gainNames[channel], 0.5, 2.0, 0.005, 1.0, 3, "Gain of the channel"});
+        outlets.matchGainSliders[channel] = addSlider(match, row, 0,
+                                                      {channels[channel], gainNames[channel], 0.5,
+                                                       2.0, 0.005, 1.0, 3, "Gain of the channel"});
         outlets.matchOffsetSliders[channel] =
             addSlider(match, row, 3,
                       {nullptr, offsetNames[channel], -64.0, 64.0, 0.5, 0.0, 1,

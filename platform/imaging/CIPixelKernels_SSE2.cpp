@@ -126,9 +126,10 @@ void CIAffineBilinearRow_SSE2(unsigned char const* base, std::ptrdiff_t rowBytes
                               kZero);
         // At most 255 * 256 + 128: the unsigned 16-bit lanes do not overflow.
         __m128i const across = _mm_srli_epi16(
-            _mm_add_epi16(_mm_add_epi16(_mm_mullo_epi16(left, _mm_set1_epi16(static_cast<short>(256 - fx))),
-                                        _mm_mullo_epi16(right, _mm_set1_epi16(static_cast<short>(fx)))),
-                          kHalf),
+            _mm_add_epi16(
+                _mm_add_epi16(_mm_mullo_epi16(left, _mm_set1_epi16(static_cast<short>(256 - fx))),
+                              _mm_mullo_epi16(right, _mm_set1_epi16(static_cast<short>(fx)))),
+                kHalf),
             8);
         __m128i const rowWeights = _mm_unpacklo_epi64(_mm_set1_epi16(static_cast<short>(256 - fy)),
                                                       _mm_set1_epi16(static_cast<short>(fy)));

@@ -21,9 +21,9 @@
 #include <gtest/gtest.h>
 
 #include "CoCamX/NSUICICameraControls.h"
-#include "CoCamX/NSUIStereoAlignControl.h"
-#include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUICamMenuController.h"
+#include "CoCamX/NSUIControls.h"
+#include "CoCamX/NSUIStereoAlignControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
@@ -294,7 +294,9 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsAndTheMonitorTypeComeBackAsTheyWer
     EXPECT_EQ(monitor->monitorImageType(), DSCStereoView::kMonitorRightEye);
     EXPECT_EQ(convergence()->convergence(), 9);
     auto const shift = [this](char const* name) {
-        return mDocument->window()->findChild<NSUICameraAdjustPanel*>(name)->controls()
+        return mDocument->window()
+            ->findChild<NSUICameraAdjustPanel*>(name)
+            ->controls()
             ->horizontalShift();
     };
     EXPECT_EQ(shift("rightAdjustPanel") - shift("leftAdjustPanel"), 9.0) << "whole pixels apart";

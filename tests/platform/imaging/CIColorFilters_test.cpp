@@ -303,7 +303,9 @@ TEST(CIAffineBilinearRow, SIMDMatchesReferenceByteForByte) {
             // Steps of a small turn either way and of a steep one; starting outside, so the
             // held edges are exercised.
             for (auto const& [stepU, stepV] : {std::pair<int64_t, int64_t>{65500, 1700},
-                                              {64000, -2500}, {30000, 60000}, {-40000, 9000}}) {
+                                               {64000, -2500},
+                                               {30000, 60000},
+                                               {-40000, 9000}}) {
                 int const width = 2 * size.columns + 3;
                 CIAffineSpan const span{stepU > 0 ? -70000 : (int64_t{size.columns} << 16) + 5000,
                                         stepV > 0 ? -20000 : (int64_t{size.rows} << 16) + 3000,
