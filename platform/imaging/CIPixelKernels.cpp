@@ -136,8 +136,36 @@ void CIAffineBilinearRow(unsigned char const* base, std::ptrdiff_t rowBytes, uin
     }
 }
 
+void CIBlendRows_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                   uint32_t fy) {
+    for (int i = 0; i < width; ++i) {
+        uint32_t result = 0;
+        for (int shift = 0; shift < 32; shift += 8) {
+            uint32_t const top = (row0[i] >> shift) & 0xFF;
+            uint32_t const bottom = (row1[i] >> shift) & 0xFF;
+            result |= ((top * (256 - fy) + bottom * fy + 128) >> 8) << shift;
+        }
+        dst[i] = result;
+    }
+}
+
 void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
                    CIBilinearSpan const& span) {
+    // Whole columns one after another, all inside the row: the column blend has weight 0
+    // (and rounds back to the row blend), so only the rows blend, four pixels at a time.
+    int64_t constexpr kColumn = int64_t{1} << 16;
+    if (span.stepU == kColumn && (span.u & (kColumn - 1)) == 0 && width > 0 &&
+        span.u >= int64_t{span.firstColumn} * kColumn &&
+        span.u + int64_t{width - 1} * kColumn <= int64_t{span.lastColumn} * kColumn) {
+        int const x = static_cast<int>(span.u >> 16);
+        int done = 0;
+        if (CIUseSSE2Kernels()) {
+            done = width & ~3;
+            CIBlendRows_SSE2(row0 + x, row1 + x, dst, done, span.fy);
+        }
+        CIBlendRows_C(row0 + x + done, row1 + x + done, dst + done, width - done, span.fy);
+        return;
+    }
     if (CIUseSSE2Kernels()) {
         CIBilinearRow_SSE2(row0, row1, dst, width, span);
     } else {

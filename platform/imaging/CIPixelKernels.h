@@ -51,8 +51,17 @@ void CIBilinearRow_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, 
                      CIBilinearSpan const& span);
 void CIBilinearRow_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
                         CIBilinearSpan const& span);
+// Any form; a span that steps whole columns inside the row only blends the rows.
 void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
                    CIBilinearSpan const& span);
+
+// dst[i] = row0[i] and row1[i] blended byte by byte with row1's share fy / 256, rounded: what
+// CIBilinearRow gives when it steps whole columns (a part-pixel vertical move). The SSE2 form
+// takes a width that is a multiple of 4.
+void CIBlendRows_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                   uint32_t fy);
+void CIBlendRows_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                      uint32_t fy);
 
 // One output row of a bilinear resample along any line through the input (a turned or
 // sheared picture). Output pixel i samples column u + i * stepU and row v + i * stepV (16.16

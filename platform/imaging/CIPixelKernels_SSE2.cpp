@@ -139,3 +139,26 @@ void CIAffineBilinearRow_SSE2(unsigned char const* base, std::ptrdiff_t rowBytes
         dst[i] = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(down, kZero)));
     }
 }
+
+void CIBlendRows_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                      uint32_t fy) {
+    __m128i const kZero = _mm_setzero_si128();
+    __m128i const kHalf = _mm_set1_epi16(128);
+    __m128i const weight0 = _mm_set1_epi16(static_cast<short>(256 - fy));
+    __m128i const weight1 = _mm_set1_epi16(static_cast<short>(fy));
+    auto const blend = [&](__m128i top, __m128i bottom) {
+        return _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(_mm_mullo_epi16(top, weight0),
+                                                          _mm_mullo_epi16(bottom, weight1)),
+                                            kHalf),
+                              8);
+    };
+    for (int i = 0; i < width; i += 4) {
+        __m128i const top = _mm_loadu_si128(reinterpret_cast<__m128i const*>(row0 + i));
+        __m128i const bottom = _mm_loadu_si128(reinterpret_cast<__m128i const*>(row1 + i));
+        __m128i const low =
+            blend(_mm_unpacklo_epi8(top, kZero), _mm_unpacklo_epi8(bottom, kZero));
+        __m128i const high =
+            blend(_mm_unpackhi_epi8(top, kZero), _mm_unpackhi_epi8(bottom, kZero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_packus_epi16(low, high));
+    }
+}

@@ -322,3 +322,30 @@ TEST(CIAffineBilinearRow, SIMDMatchesReferenceByteForByte) {
         }
     }
 }
+
+TEST(CIBlendRows, SIMDAndTheWholeColumnSpanMatchTheReference) {
+    std::mt19937 rng(34);
+    for (int width : {1, 3, 4, 5, 17, 640}) {
+        // One pixel in, so the loads are unaligned; the rows end with the last pixel read.
+        std::vector<uint32_t> row0(static_cast<size_t>(width) + 1),
+            row1(static_cast<size_t>(width) + 1);
+        for (size_t i = 0; i < row0.size(); ++i) {
+            row0[i] = RandomPixel(rng, false);
+            row1[i] = RandomPixel(rng, false);
+        }
+        for (uint32_t fy : {0u, 1u, 77u, 128u, 255u}) {
+            std::vector<uint32_t> reference(static_cast<size_t>(width)), blended(reference),
+                dispatched(reference);
+            CIBilinearSpan const span{int64_t{1} << 16, int64_t{1} << 16, 0, width, fy};
+            CIBilinearRow_C(row0.data(), row1.data(), reference.data(), width, span);
+            CIBlendRows_C(row0.data() + 1, row1.data() + 1, blended.data(), width, fy);
+            ASSERT_EQ(blended, reference) << width << " " << fy;
+            CIBilinearRow(row0.data(), row1.data(), dispatched.data(), width, span);
+            ASSERT_EQ(dispatched, reference) << width << " " << fy;
+            if (CIUseSSE2Kernels() && width % 4 == 0) {
+                CIBlendRows_SSE2(row0.data() + 1, row1.data() + 1, blended.data(), width, fy);
+                ASSERT_EQ(blended, reference) << width << " " << fy;
+            }
+        }
+    }
+}
