@@ -454,7 +454,7 @@ void NSUICICameraControls::restoreEyeSettings(QString const& prefix) {
 }
 
 // One slider of the panel.
-struct NSUIAdjustSliderSpec {
+struct NSUIAdjustSliderInfo {
     char const* title;
     char const* name;  // the slider's object name
     double minValue;
@@ -466,24 +466,24 @@ struct NSUIAdjustSliderSpec {
 };
 
 NSUISlider* NSUICameraAdjustPanel::addSlider(QGridLayout* grid, int row, int column,
-                                             NSUIAdjustSliderSpec const& spec) {
+                                             NSUIAdjustSliderInfo const& info) {
     auto* slider = new NSUISlider(this);
-    slider->setRange(spec.minValue, spec.maxValue, spec.increment);
-    slider->setDoubleValue(spec.identity);
-    slider->setToolTip(tr(spec.toolTip));
-    slider->setObjectName(QString::fromLatin1(spec.name));
+    slider->setRange(info.minValue, info.maxValue, info.increment);
+    slider->setDoubleValue(info.identity);
+    slider->setToolTip(tr(info.toolTip));
+    slider->setObjectName(QString::fromLatin1(info.name));
     auto* value = new QLabel(this);
     value->setMinimumWidth(value->fontMetrics().horizontalAdvance("-00.00") + 4);
     value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     // The value follows the slider, also when the controller sets it with signals blocked.
-    auto const show = [value, slider, decimals = spec.decimals] {
+    auto const show = [value, slider, decimals = info.decimals] {
         value->setText(QString::number(slider->doubleValue(), 'f', decimals));
     };
     show();
     connect(slider, &QSlider::valueChanged, value, show);
     connect(mControls, &NSUICICameraControls::filterStackChanged, value, show);
-    if (spec.title != nullptr) {
-        grid->addWidget(new QLabel(tr(spec.title), this), row, column++);
+    if (info.title != nullptr) {
+        grid->addWidget(new QLabel(tr(info.title), this), row, column++);
     }
     grid->addWidget(slider, row, column);
     grid->addWidget(value, row, column + 1);
@@ -507,7 +507,7 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     grid->setContentsMargins(2, 2, 2, 2);
     grid->setVerticalSpacing(2);
     NSUICICameraControls::Outlets outlets;
-    NSUIAdjustSliderSpec const specs[] = {
+    NSUIAdjustSliderInfo const colourInfos[] = {
         {"Exposure", "exposureSlider", -2.0, 2.0, 0.02, 0.0, 2, "Light in stops: +1 doubles it"},
         {"Brightness", "brightnessSlider", -0.5, 0.5, 0.01, 0.0, 2, "Added to every colour"},
         {"Contrast", "contrastSlider", 0.5, 2.0, 0.01, 1.0, 2,
@@ -518,8 +518,8 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     NSUISlider** targets[] = {&outlets.exposureSlider, &outlets.brightnessSlider,
                               &outlets.contrastSlider, &outlets.saturationSlider};
     int row = 0;
-    for (NSUIAdjustSliderSpec const& spec : specs) {
-        *targets[row] = addSlider(grid, row, 0, spec);
+    for (NSUIAdjustSliderInfo const& info : colourInfos) {
+        *targets[row] = addSlider(grid, row, 0, info);
         ++row;
     }
 
@@ -564,7 +564,7 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     alignColumn->addLayout(align);
     alignColumn->addLayout(match);
     alignColumn->addStretch();
-    NSUIAdjustSliderSpec const alignSpecs[] = {
+    NSUIAdjustSliderInfo const alignInfos[] = {
         {"Across", "horizontalOffsetSlider", -64.0, 64.0, 0.25, 0.0, 2,
          "Horizontal offset in pixels, positive to the right"},
         {"Up-down", "verticalOffsetSlider", -64.0, 64.0, 0.25, 0.0, 2,
@@ -576,8 +576,8 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     NSUISlider** alignTargets[] = {&outlets.horizontalOffsetSlider, &outlets.verticalOffsetSlider,
                                    &outlets.rotationSlider, &outlets.scaleSlider};
     row = 0;
-    for (NSUIAdjustSliderSpec const& spec : alignSpecs) {
-        *alignTargets[row] = addSlider(align, row, 0, spec);
+    for (NSUIAdjustSliderInfo const& info : alignInfos) {
+        *alignTargets[row] = addSlider(align, row, 0, info);
         ++row;
     }
     align->setColumnStretch(1, 1);

@@ -30,7 +30,7 @@ class CIFilter;
 class NSUIColorWell;
 class NSUISlider;
 class NSUISwitch;
-struct NSUIAdjustSliderSpec;
+struct NSUIAdjustSliderInfo;
 class QGridLayout;
 class QLabel;
 class QToolButton;
@@ -176,7 +176,7 @@ public:
 
 private:
     // A slider with its title (unless null) and its value to the right, from `column` on.
-    NSUISlider* addSlider(QGridLayout* grid, int row, int column, NSUIAdjustSliderSpec const& spec);
+    NSUISlider* addSlider(QGridLayout* grid, int row, int column, NSUIAdjustSliderInfo const& info);
 
     NSUICICameraControls* mControls;
     QToolButton* mPick;
