@@ -5,11 +5,13 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalBlocker>
+#include <QTabWidget>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 #include "CoCamX/NSUIControls.h"
-#include "CoreX/CoreMachDebugLog.h"
 #include "CocoaX/NSUserDefaults.h"
+#include "CoreX/CoreMachDebugLog.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIColorControlsFilter.h"
 #include "platform/imaging/CICropFilter.h"
@@ -41,6 +43,25 @@ void SetNumber(CIFilter* filter, char const* key, double value) {
 
 double NumberOf(CIFilter const* filter, char const* key, double identity) {
     return filter != nullptr ? filter->numberForKey(Key(key)) : identity;
+}
+
+// The alignment's and the colour match's sliders under their names, in the order of
+// AlignAndMatchSliders.
+constexpr char const* kAlignAndMatchNames[] = {
+    "_horizontalOffsetSlider", "_verticalOffsetSlider", "_rotationSlider", "_scaleSlider",
+    "_redGainSlider",          "_greenGainSlider",      "_blueGainSlider", "_redOffsetSlider",
+    "_greenOffsetSlider",      "_blueOffsetSlider"};
+
+std::array<NSUISlider*, 10> AlignAndMatchSliders(NSUICICameraControls::Outlets const& o) {
+    return {o.horizontalOffsetSlider, o.verticalOffsetSlider,
+            o.rotationSlider,         o.scaleSlider,
+            o.matchGainSliders[0],    o.matchGainSliders[1],
+            o.matchGainSliders[2],    o.matchOffsetSliders[0],
+            o.matchOffsetSliders[1],  o.matchOffsetSliders[2]};
+}
+
+double ValueOf(NSUISlider const* slider, double identity) {
+    return slider != nullptr ? slider->doubleValue() : identity;
 }
 
 CIImage Stage(CIFilter* filter, CIImage const& image) {
@@ -93,7 +114,11 @@ NSUICICameraControls::NSUICICameraControls(QObject* parent) : QObject(parent) {
     mItems[5] = {kParamReadWrite, 2, "_brightnessSlider", nullptr, GetFloat, SetFloat, nullptr};
     mItems[6] = {kParamReadWrite, 2, "_contrastSlider", nullptr, GetFloat, SetFloat, nullptr};
     mItems[7] = {kParamReadWrite, 2, "_saturationSlider", nullptr, GetFloat, SetFloat, nullptr};
-    mItems[8] = {};
+    int item = 8;
+    for (char const* name : kAlignAndMatchNames) {
+        mItems[item++] = {kParamReadWrite, 2, name, nullptr, GetFloat, SetFloat, nullptr};
+    }
+    mItems[item] = {};
     mMapping.SetItems(mItems);
 }
 
@@ -126,8 +151,16 @@ void NSUICICameraControls::setOutlets(Outlets const& outlets) {
             mMapping.SetParamControl(binding.name, binding.control);
         }
     }
-    for (NSUISlider* slider : {_brightnessSlider, _contrastSlider, _saturationSlider,
-                               _exposureSlider}) {
+    std::array<NSUISlider*, 10> const alignAndMatch = AlignAndMatchSliders(outlets);
+    for (std::size_t i = 0; i < alignAndMatch.size(); ++i) {
+        if (alignAndMatch[i] != nullptr) {
+            mMapping.SetParamControl(kAlignAndMatchNames[i], alignAndMatch[i]);
+        }
+    }
+    std::vector<NSUISlider*> sliders{_brightnessSlider, _contrastSlider, _saturationSlider,
+                                     _exposureSlider};
+    sliders.insert(sliders.end(), alignAndMatch.begin(), alignAndMatch.end());
+    for (NSUISlider* slider : sliders) {
         if (slider != nullptr) {
             connect(slider, &QSlider::valueChanged, this,
                     [this, slider] { controlsChanged(slider); });
@@ -147,10 +180,15 @@ void NSUICICameraControls::setOutlets(Outlets const& outlets) {
 }
 
 CIImage NSUICICameraControls::filteredImage(CIImage const& image) const {
-    CIImage result = Stage(_whitePointAdjust.get(), image);
+    // The transform goes first: a colour map acts on each pixel alone, so moving pixels
+    // before or after it gives the same picture, and a transform that resamples (an
+    // alignment's rotation, scale or part-pixel offset) then reads the frame's own memory and
+    // hands each sampled row straight to the colour map: one pass, no intermediate frame.
+    CIImage result = image.imageByApplyingTransform(_transform);
+    result = Stage(_whitePointAdjust.get(), result);
     result = Stage(_exposure.get(), result);
     result = Stage(_color.get(), result);
-    result = result.imageByApplyingTransform(_transform);
+    result = result.imageByApplyingColorMatrix(_colorMatch);
     return Stage(_crop.get(), result);
 }
 
@@ -179,6 +217,13 @@ void NSUICICameraControls::updateFilterStackState(QObject* /*sender*/) {
             SetNumber(_color.get(), input.key, input.slider->floatValue());
         }
     }
+    ColorMatch const match = colorMatch();
+    auto const matchRow = [&match](int channel) {
+        CIColorMatrix::Row row{0.0, 0.0, 0.0, match.offset[channel] / 255.0};
+        row[channel] = match.gain[channel];
+        return row;
+    };
+    _colorMatch = CIColorMatrix::fromRows(matchRow(0), matchRow(1), matchRow(2));
     // Translate first, then flip, so the mirrored picture stays within the frame.
     QTransform transform;
     if (_mirrorImageX != nullptr && _mirrorImageX->isOn()) {
@@ -189,7 +234,9 @@ void NSUICICameraControls::updateFilterStackState(QObject* /*sender*/) {
         transform.translate(0, NSUICICameraControls_FrameHeight);
         transform.scale(1, -1);
     }
-    _transform = transform;
+    NSUIEyeAlignment aligned = alignment();
+    aligned.horizontalOffset += mHorizontalShift;
+    _transform = transform * aligned.transform();
     ++mRevision;
     emit filterStackChanged();
 }
@@ -220,6 +267,19 @@ void NSUICICameraControls::resetDefaults(QObject* sender) {
                                    Reset{_contrastSlider, 1.0}, Reset{_saturationSlider, 1.0}}) {
             if (reset.slider != nullptr) {
                 reset.slider->setDoubleValue(reset.value);
+            }
+        }
+        // The alignment and the match at their identities (a gain slider's 1, all else 0).
+        for (NSUISlider* slider : AlignAndMatchSliders(mOutlets)) {
+            if (slider != nullptr) {
+                QSignalBlocker const blocker(slider);
+                slider->setDoubleValue(0.0);
+            }
+        }
+        for (NSUISlider* slider : mOutlets.matchGainSliders) {
+            if (slider != nullptr) {
+                QSignalBlocker const blocker(slider);
+                slider->setDoubleValue(1.0);
             }
         }
     }
@@ -285,7 +345,59 @@ bool NSUICICameraControls::isNeutral() const {
            NumberOf(_color.get(), CIColorControlsFilter::kInputSaturationKey, 1.0) == 1.0 &&
            NumberOf(_color.get(), CIColorControlsFilter::kInputBrightnessKey, 0.0) == 0.0 &&
            NumberOf(_color.get(), CIColorControlsFilter::kInputContrastKey, 1.0) == 1.0 &&
-           _transform.isIdentity();
+           _colorMatch.isIdentity() && _transform.isIdentity();
+}
+
+NSUIEyeAlignment NSUICICameraControls::alignment() const {
+    NSUIEyeAlignment result;
+    result.horizontalOffset = ValueOf(mOutlets.horizontalOffsetSlider, 0.0);
+    result.verticalOffset = ValueOf(mOutlets.verticalOffsetSlider, 0.0);
+    result.rotationDegrees = ValueOf(mOutlets.rotationSlider, 0.0);
+    result.scale = 1.0 + ValueOf(mOutlets.scaleSlider, 0.0) / 100.0;
+    return result;
+}
+
+void NSUICICameraControls::setAlignment(NSUIEyeAlignment const& alignment) {
+    setSliders({{mOutlets.horizontalOffsetSlider, alignment.horizontalOffset},
+                {mOutlets.verticalOffsetSlider, alignment.verticalOffset},
+                {mOutlets.rotationSlider, alignment.rotationDegrees},
+                {mOutlets.scaleSlider, (alignment.scale - 1.0) * 100.0}});
+}
+
+void NSUICICameraControls::setHorizontalShift(double pixels) {
+    if (pixels != mHorizontalShift) {
+        mHorizontalShift = pixels;
+        updateFilterStackState(nullptr);
+    }
+}
+
+NSUICICameraControls::ColorMatch NSUICICameraControls::colorMatch() const {
+    ColorMatch match;
+    for (int channel = 0; channel < 3; ++channel) {
+        match.gain[channel] = ValueOf(mOutlets.matchGainSliders[channel], 1.0);
+        match.offset[channel] = ValueOf(mOutlets.matchOffsetSliders[channel], 0.0);
+    }
+    return match;
+}
+
+void NSUICICameraControls::setColorMatch(ColorMatch const& match) {
+    setSliders({{mOutlets.matchGainSliders[0], match.gain[0]},
+                {mOutlets.matchGainSliders[1], match.gain[1]},
+                {mOutlets.matchGainSliders[2], match.gain[2]},
+                {mOutlets.matchOffsetSliders[0], match.offset[0]},
+                {mOutlets.matchOffsetSliders[1], match.offset[1]},
+                {mOutlets.matchOffsetSliders[2], match.offset[2]}});
+}
+
+void NSUICICameraControls::setSliders(
+    std::initializer_list<std::pair<NSUISlider*, double>> values) {
+    for (auto const& [slider, value] : values) {
+        if (slider != nullptr) {
+            QSignalBlocker const blocker(slider);
+            slider->setDoubleValue(value);
+        }
+    }
+    updateFilterStackState(nullptr);
 }
 
 void NSUICICameraControls::pickWhiteReference(QColor const& color) {
@@ -341,52 +453,73 @@ void NSUICICameraControls::restoreEyeSettings(QString const& prefix) {
     updateFilterStackState(nullptr);
 }
 
-namespace {
-
-struct SliderSpec {
+// One slider of the panel.
+struct NSUIAdjustSliderInfo {
     char const* title;
+    char const* name;  // the slider's object name
     double minValue;
     double maxValue;
     double increment;
     double identity;
+    int decimals;  // of the value shown beside it
     char const* toolTip;
 };
 
-}  // namespace
+NSUISlider* NSUICameraAdjustPanel::addSlider(QGridLayout* grid, int row, int column,
+                                             NSUIAdjustSliderInfo const& info) {
+    auto* slider = new NSUISlider(this);
+    slider->setRange(info.minValue, info.maxValue, info.increment);
+    slider->setDoubleValue(info.identity);
+    slider->setToolTip(tr(info.toolTip));
+    slider->setObjectName(QString::fromLatin1(info.name));
+    auto* value = new QLabel(this);
+    value->setMinimumWidth(value->fontMetrics().horizontalAdvance("-00.00") + 4);
+    value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    // The value follows the slider, also when the controller sets it with signals blocked.
+    auto const show = [value, slider, decimals = info.decimals] {
+        value->setText(QString::number(slider->doubleValue(), 'f', decimals));
+    };
+    show();
+    connect(slider, &QSlider::valueChanged, value, show);
+    connect(mControls, &NSUICICameraControls::filterStackChanged, value, show);
+    if (info.title != nullptr) {
+        grid->addWidget(new QLabel(tr(info.title), this), row, column++);
+    }
+    grid->addWidget(slider, row, column);
+    grid->addWidget(value, row, column + 1);
+    return slider;
+}
 
 NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     : QWidget(parent), mControls(new NSUICICameraControls(this)), mPick(new QToolButton(this)) {
-    auto* grid = new QGridLayout(this);
-    grid->setContentsMargins(4, 4, 4, 4);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(4, 4, 4, 4);
+    auto* pages = new QTabWidget(this);
+    pages->setObjectName("adjustPages");
+    pages->setDocumentMode(true);
+    layout->addWidget(pages);
+    auto* colourPage = new QWidget(pages);
+    auto* alignPage = new QWidget(pages);
+    pages->addTab(colourPage, tr("Colour"));
+    pages->addTab(alignPage, tr("Align"));
+
+    auto* grid = new QGridLayout(colourPage);
+    grid->setContentsMargins(2, 2, 2, 2);
     grid->setVerticalSpacing(2);
     NSUICICameraControls::Outlets outlets;
-    SliderSpec const specs[] = {
-        {"Exposure", -2.0, 2.0, 0.02, 0.0, "Light in stops: +1 doubles it"},
-        {"Brightness", -0.5, 0.5, 0.01, 0.0, "Added to every colour"},
-        {"Contrast", 0.5, 2.0, 0.01, 1.0, "Spread of the tones around mid-grey"},
-        {"Saturation", 0.0, 2.0, 0.01, 1.0, "0 is grey, 1 as the camera sees it"},
+    NSUIAdjustSliderInfo const colourInfos[] = {
+        {"Exposure", "exposureSlider", -2.0, 2.0, 0.02, 0.0, 2, "Light in stops: +1 doubles it"},
+        {"Brightness", "brightnessSlider", -0.5, 0.5, 0.01, 0.0, 2, "Added to every colour"},
+        {"Contrast", "contrastSlider", 0.5, 2.0, 0.01, 1.0, 2,
+         "Spread of the tones around mid-grey"},
+        {"Saturation", "saturationSlider", 0.0, 2.0, 0.01, 1.0, 2,
+         "0 is grey, 1 as the camera sees it"},
     };
     NSUISlider** targets[] = {&outlets.exposureSlider, &outlets.brightnessSlider,
                               &outlets.contrastSlider, &outlets.saturationSlider};
     int row = 0;
-    for (SliderSpec const& spec : specs) {
-        auto* slider = new NSUISlider(this);
-        slider->setRange(spec.minValue, spec.maxValue, spec.increment);
-        slider->setDoubleValue(spec.identity);
-        slider->setToolTip(tr(spec.toolTip));
-        slider->setObjectName(QString::fromLatin1(spec.title).toLower() + "Slider");
-        auto* value = new QLabel(this);
-        value->setMinimumWidth(value->fontMetrics().horizontalAdvance("-0.00") + 4);
-        value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        auto const show = [value, slider] {
-            value->setText(QString::number(slider->doubleValue(), 'f', 2));
-        };
-        show();
-        connect(slider, &QSlider::valueChanged, value, show);
-        grid->addWidget(new QLabel(tr(spec.title), this), row, 0);
-        grid->addWidget(slider, row, 1);
-        grid->addWidget(value, row, 2);
-        *targets[row] = slider;
+    for (NSUIAdjustSliderInfo const& info : colourInfos) {
+        *targets[row] = addSlider(grid, row, 0, info);
         ++row;
     }
 
@@ -417,6 +550,56 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
     white->addStretch();
     grid->addWidget(new QLabel(tr("White"), this), row, 0);
     grid->addLayout(white, row++, 1, 1, 2);
+    grid->setRowStretch(row, 1);
+    grid->setColumnStretch(1, 1);
+
+    // The alignment: offsets, rotation and scale, then the colour match as a gain and an
+    // offset for each channel, side by side.
+    auto* alignColumn = new QVBoxLayout(alignPage);
+    alignColumn->setContentsMargins(2, 2, 2, 2);
+    auto* align = new QGridLayout();
+    align->setVerticalSpacing(2);
+    auto* match = new QGridLayout();
+    match->setVerticalSpacing(2);
+    alignColumn->addLayout(align);
+    alignColumn->addLayout(match);
+    alignColumn->addStretch();
+    NSUIAdjustSliderInfo const alignInfos[] = {
+        {"Across", "horizontalOffsetSlider", -64.0, 64.0, 0.25, 0.0, 2,
+         "Horizontal offset in pixels, positive to the right"},
+        {"Up-down", "verticalOffsetSlider", -64.0, 64.0, 0.25, 0.0, 2,
+         "Vertical offset in pixels, positive down"},
+        {"Rotation", "rotationSlider", -5.0, 5.0, 0.05, 0.0, 2,
+         "Degrees about the centre, positive clockwise"},
+        {"Scale", "scaleSlider", -5.0, 5.0, 0.05, 0.0, 2, "Percent larger (or smaller)"},
+    };
+    NSUISlider** alignTargets[] = {&outlets.horizontalOffsetSlider, &outlets.verticalOffsetSlider,
+                                   &outlets.rotationSlider, &outlets.scaleSlider};
+    row = 0;
+    for (NSUIAdjustSliderInfo const& info : alignInfos) {
+        *alignTargets[row] = addSlider(align, row, 0, info);
+        ++row;
+    }
+    align->setColumnStretch(1, 1);
+    row = 0;
+    auto* matchTitle = new QLabel(tr("Colour match: gain, offset"), this);
+    matchTitle->setToolTip(tr("value x gain + offset, set by Match colours in the window"));
+    match->addWidget(matchTitle, row++, 0, 1, 5);
+    char const* const channels[] = {"Red", "Green", "Blue"};
+    char const* const gainNames[] = {"redGainSlider", "greenGainSlider", "blueGainSlider"};
+    char const* const offsetNames[] = {"redOffsetSlider", "greenOffsetSlider", "blueOffsetSlider"};
+    for (int channel = 0; channel < 3; ++channel) {
+        outlets.matchGainSliders[channel] = addSlider(match, row, 0,
+                                                      {channels[channel], gainNames[channel], 0.5,
+                                                       2.0, 0.005, 1.0, 3, "Gain of the channel"});
+        outlets.matchOffsetSliders[channel] =
+            addSlider(match, row, 3,
+                      {nullptr, offsetNames[channel], -64.0, 64.0, 0.5, 0.0, 1,
+                       "Offset of the channel in levels of 0..255"});
+        ++row;
+    }
+    match->setColumnStretch(1, 1);
+    match->setColumnStretch(3, 1);
 
     auto* buttons = new QHBoxLayout();
     struct Action {
@@ -437,9 +620,7 @@ NSUICameraAdjustPanel::NSUICameraAdjustPanel(QWidget* parent)
                 [this, button, method = action.action] { (mControls->*method)(button); });
         buttons->addWidget(button);
     }
-    grid->addLayout(buttons, row++, 0, 1, 3);
-    grid->setRowStretch(row, 1);
-    grid->setColumnStretch(1, 1);
+    layout->addLayout(buttons);
     mControls->setOutlets(outlets);
 }
 

@@ -1,28 +1,37 @@
 #pragma once
 // One eye's adjustment stack and the controls that drive it. The stack is a fixed chain:
-// white point, exposure, colour controls (saturation, brightness, contrast), the mirroring
-// transform and a crop to the 640 x 480 frame. No stage is ever left out; a stage is neutral
-// by its parameters, and an eye whose whole stack is neutral passes its frames on untouched.
+// white point, exposure, colour controls (saturation, brightness, contrast), the colour match
+// (a gain and an offset per channel, which brings this eye's colours to the other eye's), the
+// mirroring and alignment transform and a crop to the 640 x 480 frame. No stage is ever left
+// out; a stage is neutral by its parameters, and an eye whose whole stack is neutral passes its
+// frames on untouched. The whole stack renders in one pass over the frame.
 //
 // The controller keeps the filters in step with its controls, stores the controls in the
 // user's defaults under shared keys (Save, Load), and keeps each eye's settings under that
-// eye's own keys between runs.
+// eye's own keys between runs. The alignment and the colour match belong to one camera of one
+// rig: they are kept with the eye's own settings only, never under the shared keys.
 
 #include <array>
+#include <initializer_list>
 #include <memory>
+#include <utility>
 
 #include <QObject>
 #include <QTransform>
 #include <QWidget>
 
+#include "CoCamX/NSUIEyeAlignment.h"
 #include "CocoaX/ParamMapping.h"
 #include "platform/imaging/CIColor.h"
+#include "platform/imaging/CIColorMatrix.h"
 #include "platform/imaging/CIImage.h"
 
 class CIFilter;
 class NSUIColorWell;
 class NSUISlider;
 class NSUISwitch;
+struct NSUIAdjustSliderInfo;
+class QGridLayout;
 class QLabel;
 class QToolButton;
 
@@ -42,6 +51,20 @@ public:
         NSUISwitch* mirrorImageY = nullptr;
         NSUIColorWell* whiteBalanceColor = nullptr;
         NSUISwitch* whiteBalanceEnable = nullptr;
+        // The alignment: offsets in pixels, rotation in degrees, scale in percent from 100.
+        NSUISlider* horizontalOffsetSlider = nullptr;
+        NSUISlider* verticalOffsetSlider = nullptr;
+        NSUISlider* rotationSlider = nullptr;
+        NSUISlider* scaleSlider = nullptr;
+        // The colour match of red, green and blue: gains, and offsets in levels of 0..255.
+        std::array<NSUISlider*, 3> matchGainSliders{};
+        std::array<NSUISlider*, 3> matchOffsetSliders{};
+    };
+
+    // value' = gain x value + offset for red, green and blue, values in levels of 0..255.
+    struct ColorMatch {
+        std::array<double, 3> gain{1.0, 1.0, 1.0};
+        std::array<double, 3> offset{0.0, 0.0, 0.0};
     };
 
     // Builds the filters, each at its identity, and a crop to the frame.
@@ -79,6 +102,16 @@ public:
     // The white reference picked from the picture: the well takes it and balancing is on.
     void pickWhiteReference(QColor const& color);
 
+    // The alignment the sliders hold (without the horizontal shift), and setting them.
+    NSUIEyeAlignment alignment() const;
+    void setAlignment(NSUIEyeAlignment const& alignment);
+    // A horizontal shift added to the alignment's offset by the window (the eyes'
+    // convergence); not one of this eye's settings.
+    void setHorizontalShift(double pixels);
+    double horizontalShift() const { return mHorizontalShift; }
+    ColorMatch colorMatch() const;
+    void setColorMatch(ColorMatch const& match);
+
     // This eye's settings under "<prefix>.<control name>" (e.g. "leftEye._exposureSlider"),
     // written in one batch; restoring applies what is stored and leaves the rest.
     void saveEyeSettings(QString const& prefix) const;
@@ -101,6 +134,8 @@ private:
     };
     std::array<SliderKey, 4> sliderKeys() const;
     std::array<SwitchKey, 3> switchKeys() const;
+    // Sets sliders without each one announcing itself, then updates the stack once.
+    void setSliders(std::initializer_list<std::pair<NSUISlider*, double>> values);
 
     NSUISlider* _brightnessSlider = nullptr;
     NSUISlider* _contrastSlider = nullptr;
@@ -115,17 +150,21 @@ private:
     std::unique_ptr<CIFilter> _color;
     std::unique_ptr<CIFilter> _crop;
     QTransform _transform;
+    CIColorMatrix _colorMatch;
 
     Outlets mOutlets;
     unsigned mRevision = 0;
+    double mHorizontalShift = 0.0;
     // The eye's own settings: the switches first, so a restored colour or slider never
     // acts on a stack whose switches are still the old ones.
-    tagParamMapItem mItems[9];
+    tagParamMapItem mItems[19];
     ParamMapping mMapping;
 };
 
-// One eye's adjustment panel: the four sliders with their values, the mirror switches, the
-// white balance (switch, well and a Pick button), and Reset, Save and Load.
+// One eye's adjustment panel on two pages: Colour (the four sliders with their values, the
+// mirror switches, the white balance with its switch, well and a Pick button) and Align (the
+// offsets, rotation and scale, and the colour match's gains and offsets), with Reset, Save
+// and Load below both.
 class NSUICameraAdjustPanel : public QWidget {
     Q_OBJECT
 public:
@@ -136,6 +175,9 @@ public:
     QToolButton* pickButton() const { return mPick; }
 
 private:
+    // A slider with its title (unless null) and its value to the right, from `column` on.
+    NSUISlider* addSlider(QGridLayout* grid, int row, int column, NSUIAdjustSliderInfo const& info);
+
     NSUICICameraControls* mControls;
     QToolButton* mPick;
 };

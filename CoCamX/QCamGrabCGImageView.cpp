@@ -177,6 +177,8 @@ CIImage QCamGrabCGImageView::cameraImage() const {
 
 void QCamGrabCGImageView::drawRect(QPainter& painter, QRectF rect) {
     if (!_eyePicture.isNull() && _grabber.mVideoChannel != nullptr) {
+        // An aligned picture has no pixels where its frame moved away: black there.
+        painter.fillRect(rect, Qt::black);
         drawImageRef(painter, _eyePicture, rect, 1.0);
     } else {
         eraseBackground(painter, rect);

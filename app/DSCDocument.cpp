@@ -15,6 +15,7 @@
 #include "CoCamX/NSUICICameraControls.h"
 #include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/NSUISegmentedControl.h"
+#include "CoCamX/NSUIStereoAlignControl.h"
 #include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CoreX/CoreMachDebugLog.h"
@@ -73,6 +74,7 @@ QString DSCDocument::windowNibName() const {
     VERIFY(import_QCamGrabCGImageView());
     VERIFY(import_NSUISegmentedControl());
     VERIFY(import_NSUICICameraControls());
+    VERIFY(import_NSUIStereoAlignControl());
     return QStringLiteral("DSCDocument");
 }
 
@@ -144,6 +146,16 @@ void DSCDocument::connectAdjustments() {
             &DSCDocument::settingsChanged);
     connect(mUi->stereoFormat, &QComboBox::currentIndexChanged, this,
             &DSCDocument::settingsChanged);
+    // Convergence, auto-align and colour match act on both eyes' stacks.
+    QCamGrabCGImageView* left = mUi->leftEyeView;
+    QCamGrabCGImageView* right = mUi->rightEyeView;
+    mUi->stereoAlign->setEyes(
+        mUi->leftAdjustPanel->controls(), [left] { return left->eyePicture(); },
+        mUi->rightAdjustPanel->controls(), [right] { return right->eyePicture(); });
+    connect(mUi->stereoAlign, &NSUIStereoAlignControl::convergenceChanged, this,
+            &DSCDocument::settingsChanged);
+    connect(mUi->stereoAlign, &NSUIStereoAlignControl::statusMessage, mUi->statusBar,
+            [bar = mUi->statusBar](QString const& text) { bar->showMessage(text, 15000); });
 }
 
 void DSCDocument::settingsChanged() {
@@ -166,6 +178,7 @@ void DSCDocument::storeWindowSettings() {
         QString::fromLatin1(kRightEyeSettingsPrefix));
     defaults.setNumber(kMonitorImageTypeKey, mUi->stereoView->monitorImageType());
     defaults.setNumber(kStereoFormatKey, static_cast<int>(mUi->stereoView->stereoFormat()));
+    mUi->stereoAlign->saveSettings();
     defaults.setString(kWindowGeometryKey, mWindow->saveGeometry().toBase64().toStdString());
 }
 
@@ -185,6 +198,7 @@ void DSCDocument::restoreWindowSettings() {
     CIVIZStereoFormat const stereoFormat = CIVIZStereoFormatFromNumber(format);
     VERIFY(static_cast<double>(stereoFormat) == format);
     mUi->stereoView->setStereoFormat(stereoFormat);
+    mUi->stereoAlign->restoreSettings();
     if (std::optional<std::string> const geometry = defaults.stringForKey(kWindowGeometryKey)) {
         mWindow->restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(*geometry)));
     }

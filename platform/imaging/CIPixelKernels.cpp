@@ -99,8 +99,73 @@ void CIBilinearRow_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, 
     }
 }
 
+void CIAffineBilinearRow_C(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
+                           int width, CIAffineSpan const& span) {
+    int64_t const lastU = int64_t{span.lastColumn} << 16;
+    int64_t const lastV = int64_t{span.lastRow} << 16;
+    int64_t u = span.u;
+    int64_t v = span.v;
+    for (int i = 0; i < width; ++i, u += span.stepU, v += span.stepV) {
+        int64_t const heldU = std::clamp(u, int64_t{0}, lastU);
+        int64_t const heldV = std::clamp(v, int64_t{0}, lastV);
+        int const x0 = static_cast<int>(heldU >> 16);
+        int const x1 = std::min(x0 + 1, span.lastColumn);
+        int const y0 = static_cast<int>(heldV >> 16);
+        int const y1 = std::min(y0 + 1, span.lastRow);
+        uint32_t const fx = static_cast<uint32_t>(heldU >> 8) & 0xFF;
+        uint32_t const fy = static_cast<uint32_t>(heldV >> 8) & 0xFF;
+        auto const* row0 = reinterpret_cast<uint32_t const*>(base + y0 * rowBytes);
+        auto const* row1 = reinterpret_cast<uint32_t const*>(base + y1 * rowBytes);
+        uint32_t result = 0;
+        for (int shift = 0; shift < 32; shift += 8) {
+            auto const byte = [shift](uint32_t p) { return (p >> shift) & 0xFF; };
+            uint32_t const top = (byte(row0[x0]) * (256 - fx) + byte(row0[x1]) * fx + 128) >> 8;
+            uint32_t const bottom = (byte(row1[x0]) * (256 - fx) + byte(row1[x1]) * fx + 128) >> 8;
+            result |= ((top * (256 - fy) + bottom * fy + 128) >> 8) << shift;
+        }
+        dst[i] = result;
+    }
+}
+
+void CIAffineBilinearRow(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
+                         int width, CIAffineSpan const& span) {
+    if (CIUseSSE2Kernels()) {
+        CIAffineBilinearRow_SSE2(base, rowBytes, dst, width, span);
+    } else {
+        CIAffineBilinearRow_C(base, rowBytes, dst, width, span);
+    }
+}
+
+void CIBlendRows_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                   uint32_t fy) {
+    for (int i = 0; i < width; ++i) {
+        uint32_t result = 0;
+        for (int shift = 0; shift < 32; shift += 8) {
+            uint32_t const top = (row0[i] >> shift) & 0xFF;
+            uint32_t const bottom = (row1[i] >> shift) & 0xFF;
+            result |= ((top * (256 - fy) + bottom * fy + 128) >> 8) << shift;
+        }
+        dst[i] = result;
+    }
+}
+
 void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
                    CIBilinearSpan const& span) {
+    // Whole columns one after another, all inside the row: the column blend has weight 0
+    // (and rounds back to the row blend), so only the rows blend, four pixels at a time.
+    int64_t constexpr kColumn = int64_t{1} << 16;
+    if (span.stepU == kColumn && (span.u & (kColumn - 1)) == 0 && width > 0 &&
+        span.u >= int64_t{span.firstColumn} * kColumn &&
+        span.u + int64_t{width - 1} * kColumn <= int64_t{span.lastColumn} * kColumn) {
+        int const x = static_cast<int>(span.u >> 16);
+        int done = 0;
+        if (CIUseSSE2Kernels()) {
+            done = width & ~3;
+            CIBlendRows_SSE2(row0 + x, row1 + x, dst, done, span.fy);
+        }
+        CIBlendRows_C(row0 + x + done, row1 + x + done, dst + done, width - done, span.fy);
+        return;
+    }
     if (CIUseSSE2Kernels()) {
         CIBilinearRow_SSE2(row0, row1, dst, width, span);
     } else {

@@ -3,6 +3,7 @@
 // SIMD form (_SSE2, in its own source file), the SIMD form chosen once by CPU feature. Tests
 // force the reference with CISetForceReferenceKernels(true) and compare the two.
 
+#include <cstddef>
 #include <cstdint>
 
 class CIColorMap;
@@ -50,8 +51,37 @@ void CIBilinearRow_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, 
                      CIBilinearSpan const& span);
 void CIBilinearRow_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
                         CIBilinearSpan const& span);
+// Any form; a span that steps whole columns inside the row only blends the rows.
 void CIBilinearRow(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
                    CIBilinearSpan const& span);
+
+// dst[i] = row0[i] and row1[i] blended byte by byte with row1's share fy / 256, rounded: what
+// CIBilinearRow gives when it steps whole columns (a part-pixel vertical move). The SSE2 form
+// takes a width that is a multiple of 4.
+void CIBlendRows_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                   uint32_t fy);
+void CIBlendRows_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                      uint32_t fy);
+
+// One output row of a bilinear resample along any line through the input (a turned or
+// sheared picture). Output pixel i samples column u + i * stepU and row v + i * stepV (16.16
+// fixed point, pixel c's centre at c << 16), held to columns 0 .. lastColumn and rows
+// 0 .. lastRow of the memory at `base` (row r at base + r * rowBytes). Columns are blended
+// first, then rows, each rounded: identical in both forms.
+struct CIAffineSpan {
+    int64_t u;
+    int64_t v;
+    int64_t stepU;
+    int64_t stepV;
+    int lastColumn;
+    int lastRow;
+};
+void CIAffineBilinearRow_C(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
+                           int width, CIAffineSpan const& span);
+void CIAffineBilinearRow_SSE2(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
+                              int width, CIAffineSpan const& span);
+void CIAffineBilinearRow(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
+                         int width, CIAffineSpan const& span);
 
 // true forces every kernel of the program (this library's and its users') onto the reference.
 void CISetForceReferenceKernels(bool force);

@@ -95,3 +95,70 @@ void CIBilinearRow_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* ds
         dst[i] = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(horizontal, kZero)));
     }
 }
+
+void CIAffineBilinearRow_SSE2(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
+                              int width, CIAffineSpan const& span) {
+    int64_t const lastU = int64_t{span.lastColumn} << 16;
+    int64_t const lastV = int64_t{span.lastRow} << 16;
+    __m128i const kZero = _mm_setzero_si128();
+    __m128i const kHalf = _mm_set1_epi16(128);
+    int64_t u = span.u;
+    int64_t v = span.v;
+    for (int i = 0; i < width; ++i, u += span.stepU, v += span.stepV) {
+        int64_t const heldU = std::clamp(u, int64_t{0}, lastU);
+        int64_t const heldV = std::clamp(v, int64_t{0}, lastV);
+        int const x0 = static_cast<int>(heldU >> 16);
+        int const x1 = std::min(x0 + 1, span.lastColumn);
+        int const y0 = static_cast<int>(heldV >> 16);
+        int const y1 = std::min(y0 + 1, span.lastRow);
+        int const fx = static_cast<int>(heldU >> 8) & 0xFF;
+        int const fy = static_cast<int>(heldV >> 8) & 0xFF;
+        auto const* row0 = reinterpret_cast<uint32_t const*>(base + y0 * rowBytes);
+        auto const* row1 = reinterpret_cast<uint32_t const*>(base + y1 * rowBytes);
+        // 16-bit lanes: row 0's b, g, r, a, then row 1's; one register per column.
+        __m128i const left =
+            _mm_unpacklo_epi8(_mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int>(row0[x0])),
+                                                 _mm_cvtsi32_si128(static_cast<int>(row1[x0]))),
+                              kZero);
+        __m128i const right =
+            _mm_unpacklo_epi8(_mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int>(row0[x1])),
+                                                 _mm_cvtsi32_si128(static_cast<int>(row1[x1]))),
+                              kZero);
+        // At most 255 * 256 + 128: the unsigned 16-bit lanes do not overflow.
+        __m128i const across = _mm_srli_epi16(
+            _mm_add_epi16(
+                _mm_add_epi16(_mm_mullo_epi16(left, _mm_set1_epi16(static_cast<short>(256 - fx))),
+                              _mm_mullo_epi16(right, _mm_set1_epi16(static_cast<short>(fx)))),
+                kHalf),
+            8);
+        __m128i const rowWeights = _mm_unpacklo_epi64(_mm_set1_epi16(static_cast<short>(256 - fy)),
+                                                      _mm_set1_epi16(static_cast<short>(fy)));
+        __m128i const weighted = _mm_mullo_epi16(across, rowWeights);
+        __m128i const down = _mm_srli_epi16(
+            _mm_add_epi16(_mm_add_epi16(weighted, _mm_srli_si128(weighted, 8)), kHalf), 8);
+        dst[i] = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(down, kZero)));
+    }
+}
+
+void CIBlendRows_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, int width,
+                      uint32_t fy) {
+    __m128i const kZero = _mm_setzero_si128();
+    __m128i const kHalf = _mm_set1_epi16(128);
+    __m128i const weight0 = _mm_set1_epi16(static_cast<short>(256 - fy));
+    __m128i const weight1 = _mm_set1_epi16(static_cast<short>(fy));
+    auto const blend = [&](__m128i top, __m128i bottom) {
+        return _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(_mm_mullo_epi16(top, weight0),
+                                                          _mm_mullo_epi16(bottom, weight1)),
+                                            kHalf),
+                              8);
+    };
+    for (int i = 0; i < width; i += 4) {
+        __m128i const top = _mm_loadu_si128(reinterpret_cast<__m128i const*>(row0 + i));
+        __m128i const bottom = _mm_loadu_si128(reinterpret_cast<__m128i const*>(row1 + i));
+        __m128i const low =
+            blend(_mm_unpacklo_epi8(top, kZero), _mm_unpacklo_epi8(bottom, kZero));
+        __m128i const high =
+            blend(_mm_unpackhi_epi8(top, kZero), _mm_unpackhi_epi8(bottom, kZero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_packus_epi16(low, high));
+    }
+}

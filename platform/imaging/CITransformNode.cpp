@@ -14,16 +14,6 @@ bool IsWhole(double value) {
 
 bool IsUnit(double value) { return value == 1.0 || value == -1.0; }
 
-// (1 - w) a + w b for each byte of two premultiplied pixels, w in 0..255 / 256, rounded.
-inline uint32_t Lerp(uint32_t a, uint32_t b, uint32_t w) {
-    uint32_t const v = 256 - w;
-    uint32_t const redBlue =
-        (((a & 0x00FF00FFu) * v + (b & 0x00FF00FFu) * w + 0x00800080u) >> 8) & 0x00FF00FFu;
-    uint32_t const alphaGreen =
-        (((a >> 8) & 0x00FF00FFu) * v + ((b >> 8) & 0x00FF00FFu) * w + 0x00800080u) & 0xFF00FF00u;
-    return redBlue | alphaGreen;
-}
-
 }  // namespace
 
 bool CITransformNode::isPixelExact(QTransform const& transform) {
@@ -152,18 +142,9 @@ uint32_t const* CITransformNode::sampledRow(CIRenderState& state, int y, int x, 
     int64_t const insideTop = (int64_t{extent.top()} << 16) - 32768;
     int64_t const insideBottom = (int64_t{extent.top() + extent.height()} << 16) - 32768;
     int64_t const clampLeft = int64_t{bounds.left()} << 16;
-    int64_t const clampRight = int64_t{bounds.right()} << 16;
     int64_t const clampTop = int64_t{bounds.top()} << 16;
     int64_t const clampBottom = int64_t{bounds.bottom()} << 16;
-    int const lastX = bounds.right();
     int const lastY = bounds.bottom();
-
-    auto const heldColumn = [&](int64_t sample, int& x0, int& x1, uint32_t& fx) {
-        int64_t const held = std::clamp(sample, clampLeft, clampRight);
-        x0 = static_cast<int>(held >> 16) - view.region.left();
-        x1 = std::min(static_cast<int>(held >> 16) + 1, lastX) - view.region.left();
-        fx = static_cast<uint32_t>(held >> 8) & 0xFF;
-    };
     if (stepV == 0) {
         // No rotation or shear (every scaled draw): fixed rows, and the pixels inside form
         // one run since the column moves one way.
@@ -193,21 +174,30 @@ uint32_t const* CITransformNode::sampledRow(CIRenderState& state, int y, int x, 
                       span);
         return out;
     }
-    for (int i = 0; i < count; ++i, sampleU += stepU, sampleV += stepV) {
-        if (sampleU < insideLeft || sampleU >= insideRight || sampleV < insideTop ||
-            sampleV >= insideBottom) {
-            out[i] = 0;
-            continue;
-        }
-        int64_t const heldV = std::clamp(sampleV, clampTop, clampBottom);
-        int const y0 = static_cast<int>(heldV >> 16);
-        uint32_t const* row0 = view.rowAt(y0);
-        uint32_t const* row1 = view.rowAt(std::min(y0 + 1, lastY));
-        uint32_t const fy = static_cast<uint32_t>(heldV >> 8) & 0xFF;
-        int x0, x1;
-        uint32_t fx;
-        heldColumn(sampleU, x0, x1, fx);
-        out[i] = Lerp(Lerp(row0[x0], row0[x1], fx), Lerp(row1[x0], row1[x1], fx), fy);
+    // Turned or sheared: the pixels inside still form one run, since the sample moves along
+    // a straight line through a rectangle.
+    auto const insideAt = [&](int i) {
+        int64_t const u = sampleU + int64_t{i} * stepU;
+        int64_t const v = sampleV + int64_t{i} * stepV;
+        return u >= insideLeft && u < insideRight && v >= insideTop && v < insideBottom;
+    };
+    int begin = 0;
+    int end = count;
+    while (begin < end && !insideAt(begin)) {
+        out[begin++] = 0;
     }
+    while (end > begin && !insideAt(end - 1)) {
+        out[--end] = 0;
+    }
+    // Positions measured from the first pixel that may be sampled.
+    CIAffineSpan const span{sampleU + int64_t{begin} * stepU - clampLeft,
+                            sampleV + int64_t{begin} * stepV - clampTop,
+                            stepU,
+                            stepV,
+                            bounds.right() - bounds.left(),
+                            bounds.bottom() - bounds.top()};
+    unsigned char const* const corner = reinterpret_cast<unsigned char const*>(
+        view.rowAt(bounds.top()) + (bounds.left() - view.region.left()));
+    CIAffineBilinearRow(corner, view.rowBytes, out + begin, end - begin, span);
     return out;
 }

@@ -100,6 +100,8 @@ TEST(CameraAdjustmentsTest, EachEyeKeepsItsOwnSettingsExactly) {
     o.saturationSlider->setDoubleValue(0.3);
     o.whiteBalanceColor->setColor(QColor(201, 180, 150));
     o.whiteBalanceEnable->setState(1);
+    o.rotationSlider->setDoubleValue(-1.25);
+    o.matchOffsetSliders[2]->setDoubleValue(7.5);
     left.controls()->saveEyeSettings("leftEye");
     right.controls()->saveEyeSettings("rightEye");
 
@@ -109,6 +111,8 @@ TEST(CameraAdjustmentsTest, EachEyeKeepsItsOwnSettingsExactly) {
     EXPECT_EQ(r.saturationSlider->doubleValue(), 0.3);
     EXPECT_EQ(r.whiteBalanceColor->color(), QColor(201, 180, 150)) << "to the 8-bit value";
     EXPECT_EQ(r.whiteBalanceEnable->state(), 1);
+    EXPECT_EQ(restored.controls()->alignment().rotationDegrees, -1.25);
+    EXPECT_EQ(restored.controls()->colorMatch().offset[2], 7.5);
     restored.controls()->restoreEyeSettings("rightEye");
     EXPECT_TRUE(restored.controls()->isNeutral());
 }

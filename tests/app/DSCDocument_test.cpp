@@ -21,8 +21,9 @@
 #include <gtest/gtest.h>
 
 #include "CoCamX/NSUICICameraControls.h"
-#include "CoCamX/NSUIControls.h"
 #include "CoCamX/NSUICamMenuController.h"
+#include "CoCamX/NSUIControls.h"
+#include "CoCamX/NSUIStereoAlignControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
@@ -279,6 +280,10 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsMonitorTypeAndStereoFormatComeBack
     auto* monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
     monitor->setMonitorImageType(DSCStereoView::kMonitorRightEye);
     monitor->setStereoFormat(CIVIZStereoFormat::kCheckerboard);
+    auto const convergence = [this] {
+        return mDocument->window()->findChild<NSUIStereoAlignControl*>("stereoAlign");
+    };
+    convergence()->setConvergence(9);
     int const writes = UserDefaults::standard().saveCount();
     mDocument->window()->close();
     EXPECT_EQ(UserDefaults::standard().saveCount(), writes + 1) << "one write for everything";
@@ -294,8 +299,17 @@ TEST_F(DocumentWindowTest, EachEyesAdjustmentsMonitorTypeAndStereoFormatComeBack
     monitor = mDocument->window()->findChild<DSCStereoView*>("stereoView");
     EXPECT_EQ(monitor->monitorImageType(), DSCStereoView::kMonitorRightEye);
     EXPECT_EQ(monitor->stereoFormat(), CIVIZStereoFormat::kCheckerboard);
+    EXPECT_EQ(convergence()->convergence(), 9);
+    auto const shift = [this](char const* name) {
+        return mDocument->window()
+            ->findChild<NSUICameraAdjustPanel*>(name)
+            ->controls()
+            ->horizontalShift();
+    };
+    EXPECT_EQ(shift("rightAdjustPanel") - shift("leftAdjustPanel"), 9.0) << "whole pixels apart";
 
     // Back to the factory settings for the tests after this one.
+    convergence()->setConvergence(0);
     panel("leftAdjustPanel").mirrorImageY->setState(0);
     panel("leftAdjustPanel").exposureSlider->setDoubleValue(0.0);
     monitor->setMonitorImageType(DSCStereoView::kMonitorCombined);

@@ -279,3 +279,73 @@ TEST(CIBilinearRow, SIMDMatchesReferenceByteForByte) {
         }
     }
 }
+
+TEST(CIAffineBilinearRow, SIMDMatchesReferenceByteForByte) {
+    if (!CIUseSSE2Kernels()) {
+        GTEST_SKIP() << "no SSE2 kernels on this machine";
+    }
+    std::mt19937 rng(33);
+    struct Size {
+        int columns, rows;
+    };
+    for (Size const size : {Size{1, 1}, Size{2, 3}, Size{7, 5}, Size{640, 4}}) {
+        // The picture ends where its last row does, so a read past it shows under ASan; a
+        // negative row step reads bottom-up memory.
+        std::vector<uint32_t> pixels(static_cast<size_t>(size.columns) * size.rows);
+        for (uint32_t& p : pixels) {
+            p = RandomPixel(rng, false);
+        }
+        for (bool bottomUp : {false, true}) {
+            std::ptrdiff_t const rowBytes = (bottomUp ? -4 : 4) * std::ptrdiff_t{size.columns};
+            auto const* base = reinterpret_cast<unsigned char const*>(
+                bottomUp ? pixels.data() + static_cast<size_t>(size.columns) * (size.rows - 1)
+                         : pixels.data());
+            // Steps of a small turn either way and of a steep one; starting outside, so the
+            // held edges are exercised.
+            for (auto const& [stepU, stepV] : {std::pair<int64_t, int64_t>{65500, 1700},
+                                               {64000, -2500},
+                                               {30000, 60000},
+                                               {-40000, 9000}}) {
+                int const width = 2 * size.columns + 3;
+                CIAffineSpan const span{stepU > 0 ? -70000 : (int64_t{size.columns} << 16) + 5000,
+                                        stepV > 0 ? -20000 : (int64_t{size.rows} << 16) + 3000,
+                                        stepU,
+                                        stepV,
+                                        size.columns - 1,
+                                        size.rows - 1};
+                std::vector<uint32_t> simd(static_cast<size_t>(width)),
+                    reference(static_cast<size_t>(width));
+                CIAffineBilinearRow_SSE2(base, rowBytes, simd.data(), width, span);
+                CIAffineBilinearRow_C(base, rowBytes, reference.data(), width, span);
+                ASSERT_EQ(simd, reference) << size.columns << "x" << size.rows << " " << stepU;
+            }
+        }
+    }
+}
+
+TEST(CIBlendRows, SIMDAndTheWholeColumnSpanMatchTheReference) {
+    std::mt19937 rng(34);
+    for (int width : {1, 3, 4, 5, 17, 640}) {
+        // One pixel in, so the loads are unaligned; the rows end with the last pixel read.
+        std::vector<uint32_t> row0(static_cast<size_t>(width) + 1),
+            row1(static_cast<size_t>(width) + 1);
+        for (size_t i = 0; i < row0.size(); ++i) {
+            row0[i] = RandomPixel(rng, false);
+            row1[i] = RandomPixel(rng, false);
+        }
+        for (uint32_t fy : {0u, 1u, 77u, 128u, 255u}) {
+            std::vector<uint32_t> reference(static_cast<size_t>(width)), blended(reference),
+                dispatched(reference);
+            CIBilinearSpan const span{int64_t{1} << 16, int64_t{1} << 16, 0, width, fy};
+            CIBilinearRow_C(row0.data(), row1.data(), reference.data(), width, span);
+            CIBlendRows_C(row0.data() + 1, row1.data() + 1, blended.data(), width, fy);
+            ASSERT_EQ(blended, reference) << width << " " << fy;
+            CIBilinearRow(row0.data(), row1.data(), dispatched.data(), width, span);
+            ASSERT_EQ(dispatched, reference) << width << " " << fy;
+            if (CIUseSSE2Kernels() && width % 4 == 0) {
+                CIBlendRows_SSE2(row0.data() + 1, row1.data() + 1, blended.data(), width, fy);
+                ASSERT_EQ(blended, reference) << width << " " << fy;
+            }
+        }
+    }
+}

@@ -1,0 +1,141 @@
+// The stereo measurements on the test-pattern camera's two eyes: a right eye moved, turned
+// and scaled by known amounts is brought back into line, a tinted right eye back to the left
+// eye's colours, and pictures with nothing to measure are refused.
+
+#include <cmath>
+
+#include <QImage>
+#include <QTransform>
+
+#include <gtest/gtest.h>
+
+#include "platform/capture/TestPatternScene.h"
+#include "platform/imaging/CIContext.h"
+#include "platform/stereo/StereoAlignmentEstimate.h"
+#include "platform/stereo/StereoColorMatch.h"
+
+namespace {
+
+QImage EyeOfScene(TestPatternScene::Eye eye, double seconds) {
+    QImage image(640, 480, QImage::Format_ARGB32_Premultiplied);
+    TestPatternScene::Render(seconds, eye, image.bits(), static_cast<int>(image.bytesPerLine()),
+                             640, 480);
+    return image;
+}
+
+StereoPicture PictureOf(QImage const& image) {
+    return {image.constBits(), image.width(), image.height(), image.bytesPerLine()};
+}
+
+// Turned by `degrees` and scaled by `scale` about the centre, then moved down by `down`.
+QTransform AboutCentre(double down, double degrees, double scale) {
+    return QTransform::fromTranslate(-320, -240) * QTransform().rotate(degrees) *
+           QTransform::fromScale(scale, scale) * QTransform::fromTranslate(320, 240 + down);
+}
+
+QImage Warped(QImage const& image, QTransform const& transform) {
+    CIImage const moved =
+        CIImage::imageWithQImage(image).imageByApplyingTransform(transform).imageByCroppingToRect(
+            QRectF(0, 0, 640, 480));
+    return CIContext::createQImage(moved, QRectF(0, 0, 640, 480));
+}
+
+TEST(StereoAlignmentEstimateTest, AKnownMisalignmentComesBackWithinAPixelAndAFifthOfADegree) {
+    struct Case {
+        double down, degrees, scale, seconds;
+    };
+    Case const cases[] = {
+        {12.0, 1.5, 1.0, 0.0},    // the rig the issue names
+        {-12.0, -1.5, 1.0, 3.7},  // the other way, another moment of the scene
+        {4.5, 0.4, 1.03, 1.2},    // a zoom difference as well
+        {0.0, 0.0, 1.0, 2.0},     // aligned already: nothing to correct
+    };
+    for (Case const& c : cases) {
+        QImage const left = EyeOfScene(TestPatternScene::kLeftEye, c.seconds);
+        QTransform const misalignment = AboutCentre(c.down, c.degrees, c.scale);
+        QImage const right =
+            Warped(EyeOfScene(TestPatternScene::kRightEye, c.seconds), misalignment);
+        StereoAlignmentEstimate const e =
+            EstimateStereoAlignment(PictureOf(left), PictureOf(right));
+        ASSERT_TRUE(e.found) << c.down;
+        EXPECT_GE(e.matches, 30) << c.down;
+        // The correction after the misalignment leaves no vertical disparity anywhere.
+        QTransform const both =
+            misalignment * AboutCentre(e.verticalOffset, e.rotationDegrees, e.scale);
+        double worst = 0.0;
+        for (double x : {0.0, 320.0, 640.0}) {
+            for (double y : {0.0, 240.0, 480.0}) {
+                worst = std::max(worst, std::abs(both.map(QPointF(x, y)).y() - y));
+            }
+        }
+        EXPECT_LT(worst, 1.0) << c.down << " " << c.degrees;
+        EXPECT_NEAR(e.rotationDegrees, -c.degrees, 0.2) << c.down;
+        EXPECT_NEAR(e.scale * c.scale, 1.0, 0.003) << c.down;
+        EXPECT_LT(e.residualPixels, 0.5) << c.down;
+        EXPECT_GE(e.residualBeforePixels, 0.8 * std::abs(c.down)) << "the disparity it found";
+    }
+}
+
+TEST(StereoColorMatchTest, ATintedRightEyeEndsWithinThreeLevelsOfTheLeft) {
+    QImage const left = EyeOfScene(TestPatternScene::kLeftEye, 0.5);
+    QImage const right = EyeOfScene(TestPatternScene::kRightEye, 0.5);
+    struct Tint {
+        double gain[3];
+        double offset[3];
+    };
+    Tint const tints[] = {
+        {{0.85, 1.05, 0.9}, {12.0, -6.0, 20.0}},  // a warm, dim camera
+        {{1.1, 0.95, 1.15}, {-10.0, 4.0, -18.0}},
+    };
+    for (Tint const& tint : tints) {
+        QImage tinted = right;
+        for (int y = 0; y < tinted.height(); ++y) {
+            auto* row = reinterpret_cast<QRgb*>(tinted.scanLine(y));
+            for (int x = 0; x < tinted.width(); ++x) {
+                int c[3] = {qRed(row[x]), qGreen(row[x]), qBlue(row[x])};
+                for (int k = 0; k < 3; ++k) {
+                    c[k] = std::clamp(
+                        static_cast<int>(std::lround(c[k] * tint.gain[k] + tint.offset[k])), 0,
+                        255);
+                }
+                row[x] = qRgb(c[0], c[1], c[2]);
+            }
+        }
+        StereoColorMatch const m = EstimateStereoColorMatch(PictureOf(left), PictureOf(tinted));
+        ASSERT_TRUE(m.found);
+        // The matched right eye against the right eye as it was before the tint, pixel by
+        // pixel: the average difference of each channel.
+        double difference[3] = {0, 0, 0};
+        for (int y = 0; y < right.height(); ++y) {
+            for (int x = 0; x < right.width(); ++x) {
+                QRgb const was = right.pixel(x, y);
+                QRgb const now = tinted.pixel(x, y);
+                int const before[3] = {qRed(was), qGreen(was), qBlue(was)};
+                int const after[3] = {qRed(now), qGreen(now), qBlue(now)};
+                for (int k = 0; k < 3; ++k) {
+                    double const matched =
+                        std::clamp(after[k] * m.gain[k] + m.offset[k], 0.0, 255.0);
+                    difference[k] += std::abs(matched - before[k]);
+                }
+            }
+        }
+        for (int k = 0; k < 3; ++k) {
+            EXPECT_LT(difference[k] / (640.0 * 480.0), 3.0) << "channel " << k;
+        }
+    }
+}
+
+TEST(StereoEstimatesTest, PicturesWithNothingToMeasureAreRefused) {
+    QImage flat(640, 480, QImage::Format_ARGB32_Premultiplied);
+    flat.fill(qRgb(90, 90, 90));
+    QImage empty(640, 480, QImage::Format_ARGB32_Premultiplied);
+    empty.fill(0);  // no pixels at all (an eye moved wholly out of its frame)
+    QImage const scene = EyeOfScene(TestPatternScene::kLeftEye, 0.0);
+    QImage const small = scene.copy(0, 0, 320, 240);
+    EXPECT_FALSE(EstimateStereoAlignment(PictureOf(flat), PictureOf(flat)).found);
+    EXPECT_FALSE(EstimateStereoAlignment(PictureOf(scene), PictureOf(small)).found);
+    EXPECT_FALSE(EstimateStereoColorMatch(PictureOf(scene), PictureOf(empty)).found);
+    EXPECT_FALSE(EstimateStereoAlignment(StereoPicture{}, PictureOf(scene)).found);
+}
+
+}  // namespace
