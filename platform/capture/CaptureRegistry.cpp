@@ -14,6 +14,20 @@ std::vector<CaptureDevice> CaptureRegistry::ListDevices() {
     return devices;
 }
 
+void CaptureRegistry::RefreshDevices() {
+    if (mV4L2Enabled) {
+        mV4L2.Refresh();
+    }
+}
+
+CaptureOpener& CaptureRegistry::Opener() {
+    if (!mOpener) {
+        mV4L2.SetScannedByRefresh(true);
+        mOpener = std::make_unique<CaptureOpener>(*this);
+    }
+    return *mOpener;
+}
+
 int CaptureRegistry::OpenCamera(std::string const& deviceName, int input, int width, int height,
                                 std::unique_ptr<CaptureSource>& source, CaptureDevice& device) {
     source.reset();

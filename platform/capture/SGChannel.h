@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/capture/CaptureBackEnd.h"
 #include "platform/capture/CaptureSource.h"
 #include "platform/capture/SGTypes.h"
 
@@ -24,6 +25,10 @@ public:
     // Chooses a device by its name in the device list; sgNoDeviceErr when there is none now.
     int SetDevice(Str63 const deviceName);
     int SetDeviceInput(short input);
+    // Takes a camera opened and started elsewhere (the capture worker) as this channel's
+    // device and input: Prepare keeps it, StartRecord finds it streaming.
+    void AdoptSource(std::unique_ptr<CaptureSource> source, CaptureDevice const& device,
+                     int input);
     // The size asked of the camera: the frame format chosen is the smallest that covers it.
     int SetBounds(SGRect const& bounds);
     int SetUsage(long usage);
@@ -64,5 +69,6 @@ private:
     int mOpenInput = 0;
     std::string mCameraName;
     bool mRecording = false;
+    bool mStreaming = false;  // the source was started before it was handed over
     bool mLost = false;
 };

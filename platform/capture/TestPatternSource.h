@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/capture/CaptureSource.h"
+#include "platform/capture/TestPatternBackEnd.h"
 
 class TestPatternSource : public CaptureSource {
 public:
@@ -31,7 +32,8 @@ private:
         void operator()(void* handle) const;
     };
 
-    int mInput;
+    int mInput;  // the slot: the test pattern's inputs, then the spare camera's
+    TestPatternBackEnd::Device mDevice;
     ImageDescription mDescription;
     std::uint64_t mGeneration;
     bool mStreaming = false;
