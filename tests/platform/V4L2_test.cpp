@@ -219,6 +219,13 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
                   (std::vector<std::string>{"HD Pro Webcam C920 [2] / HD Pro Webcam C920 [2]",
                                             "Integrated Camera / Integrated Camera"}));
     }
+    // Twins on another bus (the kernel's vivid) keep their address as well.
+    std::vector<V4L2NodeAnswers> const vivid = {
+        Node(0, "vivid", "vivid", "platform:vivid-000", kCapture),
+        Node(1, "vivid", "vivid", "platform:vivid-001", kCapture)};
+    V4L2Naming::NameCameras(vivid, nullptr, &seen);
+    EXPECT_EQ(Names(V4L2Naming::NameCameras({vivid[1]}, nullptr, &seen)),
+              std::vector<std::string>{"vivid [platform:vivid-001] / vivid [platform:vivid-001]"});
     // Stored names are also matched without their port; the port is the end of bus_info.
     for (auto const& [name, model] : std::vector<std::pair<std::string, std::string>>{
              {"HD Pro Webcam C920 [2]", "HD Pro Webcam C920"},
