@@ -53,6 +53,17 @@ bool ChoiceNames(std::string const& wanted, std::string const& name) {
 
 }  // namespace
 
+double QCameraGrabberBase::OtherEyesFramesPerSecond() const {
+    for (QCameraGrabberBase const* grabber : AllGrabbers()) {
+        if (grabber != this && grabber->mVideoChannel != nullptr) {
+            if (double const rate = grabber->mVideoChannel->FramesPerSecond(); rate > 0.0) {
+                return rate;
+            }
+        }
+    }
+    return 30.0;
+}
+
 bool QCameraGrabberBase::IsWantedByAnother(std::string const& name) const {
     return std::any_of(AllGrabbers().begin(), AllGrabbers().end(), [&](auto const* grabber) {
         return grabber != this && ChoiceNames(grabber->mWantedCameraName, name);
@@ -263,6 +274,7 @@ int QCameraGrabberBase::InitializeSequenceGrabToOffscreenWorld(SGRect const& rec
     VERIFY_ERR(err = CreateFrameBuffer(rect, pixelFormat));
     if (err == noErr) {
         VERIFY_ERR(err = mVideoChannel->SetBounds(mVDIGRequestRect));
+        mVideoChannel->SetFramesPerSecond(OtherEyesFramesPerSecond());
     }
     if (err == noErr) {
         SGPixMap pixMap;
@@ -462,6 +474,7 @@ void QCameraGrabberBase::RequestOpen(std::vector<Camera> const& cameras) {
     bool const fSized = !mVDIGRequestRect.IsEmpty();
     request.width = fSized ? mVDIGRequestRect.Width() : 640;
     request.height = fSized ? mVDIGRequestRect.Height() : 480;
+    request.framesPerSecond = OtherEyesFramesPerSecond();
     mPendingReplaces = mVideoChannel != nullptr;
     mPendingOpen = CaptureRegistry::Shared().Opener().Open(std::move(request));
 }

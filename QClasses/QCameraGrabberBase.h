@@ -167,6 +167,9 @@ private:
     // The camera named `first` alone when it is listed; otherwise every camera listed but
     // the test pattern and those another grabber waits for.
     std::vector<Camera> RealCameras(std::string const& first);
+    // The rate of the other eye's open camera, so that both eyes run in step where the
+    // cameras allow it; 30 when there is none.
+    double OtherEyesFramesPerSecond() const;
     // Whether another grabber waits for the camera of that name (its stored choice).
     bool IsWantedByAnother(std::string const& name) const;
     // On the test pattern: asks for a real camera when the cameras listed changed.

@@ -94,7 +94,8 @@ void CaptureOpener::Settle(CaptureOpenRequest const& request, CaptureOpenResult&
     result.err = sgNoDeviceErr;
     for (auto const& [device, input] : tries) {
         std::unique_ptr<CaptureSource> source;
-        int err = device->backEnd->OpenInput(*device, input, request.width, request.height, source);
+        int err = device->backEnd->OpenInput(*device, input, request.width, request.height, source,
+                                             request.framesPerSecond);
         if (err == noErr) {
             err = source->Start();
         }

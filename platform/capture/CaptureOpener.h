@@ -29,6 +29,7 @@ struct CaptureOpenRequest {
     std::vector<Camera> cameras;  // empty: the default camera (CaptureRegistry::DefaultOrder)
     int width = 640;
     int height = 480;
+    double framesPerSecond = 30.0;  // the other eye's rate, where the camera offers it
 };
 
 // What became of a request, filled in on the worker. `done` turns true last; the rest is

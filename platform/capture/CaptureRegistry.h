@@ -27,11 +27,12 @@ public:
     CaptureOpener& Opener();
     // Opens input `input` of the device called `deviceName`.
     int OpenCamera(std::string const& deviceName, int input, int width, int height,
-                   std::unique_ptr<CaptureSource>& source, CaptureDevice& device);
+                   std::unique_ptr<CaptureSource>& source, CaptureDevice& device,
+                   double framesPerSecond = 30.0);
     // Opens the first camera that can be opened now (one that another grabber or program
     // holds is passed over), in DefaultOrder; `device` and `input` say which it was.
     int OpenDefaultCamera(int width, int height, std::unique_ptr<CaptureSource>& source,
-                          CaptureDevice& device, int& input);
+                          CaptureDevice& device, int& input, double framesPerSecond = 30.0);
 
     // The devices a grabber opened without a camera tries: those plugged into the computer
     // first, then the others, each group in walk order; infrared-only nodes never.

@@ -150,12 +150,13 @@ int SGChannel::Prepare() {
     int input = mInput;
     int err;
     if (mDeviceName.empty()) {
-        err = registry.OpenDefaultCamera(width, height, mSource, device, input);
+        err = registry.OpenDefaultCamera(width, height, mSource, device, input, mFramesPerSecond);
         if (err != noErr) {
             CoreMachDebugLog("SGChannel: no camera can be opened now\n");
         }
     } else {
-        err = registry.OpenCamera(mDeviceName, mInput, width, height, mSource, device);
+        err = registry.OpenCamera(mDeviceName, mInput, width, height, mSource, device,
+                                  mFramesPerSecond);
         if (err != noErr) {
             CoreMachDebugLog("SGChannel: camera '%s' input %d cannot be opened: %s\n",
                              mDeviceName.c_str(), mInput, SGStatusText(err));

@@ -31,6 +31,11 @@ public:
                      int input);
     // The size asked of the camera: the frame format chosen is the smallest that covers it.
     int SetBounds(SGRect const& bounds);
+    // The frame rate asked of the camera when it opens (the nearest it offers): the other
+    // eye's, so that both send their frames in step. 30 unless set.
+    void SetFramesPerSecond(double framesPerSecond) { mFramesPerSecond = framesPerSecond; }
+    // The rate the open camera runs at; 0 when unknown or none is open.
+    double FramesPerSecond() const { return mSource ? mSource->FramesPerSecond() : 0.0; }
     int SetUsage(long usage);
 
     // The open camera: `deviceName` receives the name it has among the device list's inputs
@@ -62,6 +67,7 @@ private:
     std::string mDeviceName;  // the chosen device; empty for the default camera
     int mInput = 0;
     SGRect mBounds;
+    double mFramesPerSecond = 30.0;
     long mUsage = 0;
     int mSettingsState = 0;
     std::unique_ptr<CaptureSource> mSource;

@@ -158,7 +158,7 @@ void TestPatternBackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
 }
 
 int TestPatternBackEnd::OpenInput(CaptureDevice const& device, int input, int width, int height,
-                                  std::unique_ptr<CaptureSource>& source) {
+                                  std::unique_ptr<CaptureSource>& source, double) {
     source.reset();
     bool const fSpare = device.name == kSpareDeviceName;
     if (!IsPlugged(fSpare ? kSpare : kMain)) {

@@ -46,8 +46,9 @@ public:
     static bool Frozen();
 
     void ListDevices(std::vector<CaptureDevice>& devices) override;
+    // The test pattern always runs at 30 frames a second.
     int OpenInput(CaptureDevice const& device, int input, int width, int height,
-                  std::unique_ptr<CaptureSource>& source) override;
+                  std::unique_ptr<CaptureSource>& source, double framesPerSecond = 30.0) override;
     void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) override;
 
     // The sources' side of the shared state.

@@ -22,6 +22,7 @@ public:
     int Start() override;
     int Stop() override;
     int Grab(CaptureFrameHandler& handler) override;
+    double FramesPerSecond() const override { return 30.0; }
 
     // Renders and encodes the view at `seconds`; the frame is JPEGData(), `size` bytes.
     int EncodeFrame(double seconds, std::size_t& size);

@@ -127,13 +127,14 @@ void V4L2BackEnd::Refresh() {
 }
 
 int V4L2BackEnd::OpenInput(CaptureDevice const& device, int input, int width, int height,
-                           std::unique_ptr<CaptureSource>& source) {
+                           std::unique_ptr<CaptureSource>& source, double framesPerSecond) {
     source.reset();
     if (input < 0 || input >= static_cast<int>(device.inputs.size())) {
         return paramErr;
     }
     auto opened = std::make_unique<V4L2Source>();
-    int const err = opened->Open(device.path, device.inputs[input], input, width, height);
+    int const err =
+        opened->Open(device.path, device.inputs[input], input, width, height, framesPerSecond);
     if (err == noErr) {
         source = std::move(opened);
     }

@@ -34,7 +34,7 @@ public:
         return mGeneration;
     }
     int OpenInput(CaptureDevice const& device, int input, int width, int height,
-                  std::unique_ptr<CaptureSource>& source) override;
+                  std::unique_ptr<CaptureSource>& source, double framesPerSecond = 30.0) override;
     void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) override;
 
     // The nodes named videoN in `folder`, by N.

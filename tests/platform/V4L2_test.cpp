@@ -149,6 +149,11 @@ TEST(V4L2Formats, ThirtyFramesASecondWhereOffered) {
 
     ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen));
     EXPECT_EQ(chosen.denominator, 30u);
+    // The other eye's camera runs at 25: this one is asked for 25 where it offers it.
+    ASSERT_TRUE(V4L2Formats::ChooseInterval(Intervals({{1, 30}, {1, 25}, {1, 15}}), chosen, 25.0));
+    EXPECT_EQ(chosen.denominator, 25u);
+    ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen, 25.0));
+    EXPECT_EQ(chosen.denominator, 25u);
     ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 15}, {1, 1})}, chosen));
     EXPECT_EQ(chosen.denominator, 15u);
     EXPECT_FALSE(V4L2Formats::ChooseInterval({}, chosen));
