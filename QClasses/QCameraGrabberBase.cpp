@@ -36,6 +36,8 @@ double QCameraGrabberBase::Microseconds() { return sMicrosecondsClock(); }
 
 QCameraGrabberBase::QCameraGrabberBase() : mAutoOpenRetryElapsed(Microseconds()) {
     AllGrabbers().push_back(this);
+    // From the first grabber on, the worker scans the devices: no tick opens a node.
+    CaptureRegistry::Shared().Opener();
 }
 
 QCameraGrabberBase::~QCameraGrabberBase() { std::erase(AllGrabbers(), this); }

@@ -41,6 +41,8 @@ std::shared_ptr<CaptureOpenResult> CaptureOpener::Open(CaptureOpenRequest reques
 
 void CaptureOpener::Drain() {
     std::unique_lock lock(mMutex);
+    mJobs.push_back([] {});  // the worker looks at the devices before every request
+    mWake.notify_all();
     mIdle.wait(lock, [this] { return mQuit || (mJobs.empty() && !mBusy); });
 }
 

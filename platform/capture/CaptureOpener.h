@@ -51,8 +51,8 @@ public:
 
     // Queues `request`; the result's done flag turns true once it is settled. Main thread.
     std::shared_ptr<CaptureOpenResult> Open(CaptureOpenRequest request);
-    // Waits until every request queued so far is settled (tools and tests that want an
-    // answer now).
+    // Waits until every request queued so far is settled and the device list is up to date
+    // (tools and tests that want an answer now).
     void Drain();
 
 private:
