@@ -95,8 +95,9 @@ public:
     void SetWantedCameraName(std::string name) { mWantedCameraName = std::move(name); }
     // Whether an open is under way on the capture worker.
     bool IsOpeningCamera() const { return mPendingOpen != nullptr; }
-    // Grabs (frames are decoded inside). Without a channel, and with automatic re-open on,
-    // tries to open the default camera once every period.
+    // Grabs (frames are decoded inside, or held for pairing). Without a channel, and with
+    // automatic re-open on, asks the capture worker for the default camera once every
+    // period and takes it open on a later tick.
     int Idle();
     int Stop();
 
