@@ -134,8 +134,12 @@ bool NSUICamMenuController::changeCameraGrabberDevice(QCameraGrabberBase* grabbe
     }
     if (grabber->mVideoChannel != nullptr) {
         QSGDeviceList::InputIterator camera;
-        if (grabber->GetCameraWithDeviceInputName(camera,
-                                                  cameraDeviceInputNameCString.constData())) {
+        bool const fListed = grabber->GetCameraWithDeviceInputName(
+            camera, cameraDeviceInputNameCString.constData());
+        // A choice that is not plugged in now is taken as soon as it is.
+        grabber->SetWantedCameraName(fListed ? std::string()
+                                             : cameraDeviceInputNameCString.toStdString());
+        if (fListed) {
             QSGDeviceList::InputIterator current;
             if (!(grabber->GetCurrentCamera(current) && current == camera)) {
                 grabber->SwitchToCamera(camera);

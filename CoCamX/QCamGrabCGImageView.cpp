@@ -144,6 +144,11 @@ void QCamGrabCGImageView::cameraOpen(QSizeF frameSize, QSizeF vdigSize) {
 
 bool QCamGrabCGImageView::cameraTimer(QTimer* timer) {
     bool const grabbed = QCamGrabViewBase::cameraTimer(timer);
+    cameraShowFrame();
+    return !grabbed;
+}
+
+void QCamGrabCGImageView::cameraShowFrame() {
     // Without a running camera the frame buffer only holds black or the last frame before
     // the camera went: that is no picture, so the monitor shows the other eye alone.
     // The image over the frame memory is made again only when that memory or its shape
@@ -161,7 +166,6 @@ bool QCamGrabCGImageView::cameraTimer(QTimer* timer) {
         updateEyePicture();
     }
     update();
-    return !grabbed;
 }
 
 CIImage QCamGrabCGImageView::cameraImage() const {

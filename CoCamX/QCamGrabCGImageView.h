@@ -27,6 +27,8 @@ public:
     // Idles the grabber and rebuilds the image of the frame buffer. Returns the inverse of
     // the base view's result: true exactly when the grab step failed.
     bool cameraTimer(QTimer* timer) override;
+    // The second half of cameraTimer: the eye's picture from the frame buffer as it is now.
+    virtual void cameraShowFrame();
 
     // A copy of the frame buffer as an image, or the empty image.
     CIImage cameraImage() const;

@@ -96,7 +96,9 @@ void QCamGrabViewBase::cameraClose() {
     }
 }
 
-bool QCamGrabViewBase::cameraTimer(QTimer* timer) {
+bool QCamGrabViewBase::cameraTimer(QTimer* timer) { return cameraGrab(); }
+
+bool QCamGrabViewBase::cameraGrab() {
     QCameraGrabberBase* grabber = this->grabber();
     return grabber == nullptr || grabber->Idle() == noErr;
 }

@@ -35,6 +35,8 @@ public:
     virtual void cameraClose();
     // One grab step: true exactly when the grabber's idle succeeded (or there is none).
     virtual bool cameraTimer(QTimer* timer);
+    // The grab alone, for a window that pairs both eyes' frames before they are shown.
+    virtual bool cameraGrab();
     virtual void cameraMenuChanged(NSUICamMenuController* sender);
     virtual void cameraMenuRefresh();
     void cameraItemZeroGraphic();

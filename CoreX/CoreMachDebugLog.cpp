@@ -1,7 +1,9 @@
 #include "CoreX/CoreMachDebugLog.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <syslog.h>
 
@@ -9,7 +11,7 @@
 
 namespace {
 
-kCoreLogOutput sLogOutput = kCoreLogOutputFile;
+std::atomic<kCoreLogOutput> sLogOutput{kCoreLogOutputFile};
 std::string sUserLogsPath;
 char sCoreDebugLogFileName[1024];
 
@@ -84,6 +86,10 @@ void CoreMachDebugLogString(char const* text) {
     if (text == nullptr) {
         return;
     }
+    // The capture worker thread logs too: one message at a time, and the file's location is
+    // settled once. Recursive: settling it can log a failure.
+    static std::recursive_mutex sLogMutex;
+    std::lock_guard lock(sLogMutex);
     switch (sLogOutput) {
         case kCoreLogOutputASL:
             // The system log with a copy on standard error; one connection per message.

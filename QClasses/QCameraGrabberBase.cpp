@@ -5,6 +5,7 @@
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "CoreX/CorePString.h"
+#include "platform/capture/CaptureOpener.h"
 #include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
 #include "platform/capture/V4L2Naming.h"
@@ -19,6 +20,12 @@ double SteadyMicroseconds() {
 
 QCameraGrabberBase::MicrosecondsClock sMicrosecondsClock = SteadyMicroseconds;
 
+// Every grabber alive (main thread): a camera one of them wants back is left to it.
+std::vector<QCameraGrabberBase const*>& AllGrabbers() {
+    static std::vector<QCameraGrabberBase const*> sGrabbers;
+    return sGrabbers;
+}
+
 }  // namespace
 
 void QCameraGrabberBase::SetMicrosecondsClock(MicrosecondsClock clock) {
@@ -27,20 +34,74 @@ void QCameraGrabberBase::SetMicrosecondsClock(MicrosecondsClock clock) {
 
 double QCameraGrabberBase::Microseconds() { return sMicrosecondsClock(); }
 
-QCameraGrabberBase::QCameraGrabberBase() : mAutoOpenRetryElapsed(Microseconds()) {}
+QCameraGrabberBase::QCameraGrabberBase() : mAutoOpenRetryElapsed(Microseconds()) {
+    AllGrabbers().push_back(this);
+    // From the first grabber on, the worker scans the devices: no tick opens a node.
+    CaptureRegistry::Shared().Opener();
+}
 
-QCameraGrabberBase::~QCameraGrabberBase() = default;
+QCameraGrabberBase::~QCameraGrabberBase() { std::erase(AllGrabbers(), this); }
+
+namespace {
+
+// Whether a choice stored as `wanted` is the camera called `name` now: the same name, or a
+// choice stored without a port that names the model (one of two twins, chosen before the
+// other was seen).
+bool ChoiceNames(std::string const& wanted, std::string const& name) {
+    return !wanted.empty() &&
+           (wanted == name || (V4L2Naming::WithoutPort(wanted) == wanted &&
+                               V4L2Naming::WithoutPort(name) == wanted));
+}
+
+}  // namespace
+
+double QCameraGrabberBase::OtherEyesFramesPerSecond() const {
+    for (QCameraGrabberBase const* grabber : AllGrabbers()) {
+        if (grabber != this && grabber->mVideoChannel != nullptr) {
+            if (double const rate = grabber->mVideoChannel->FramesPerSecond(); rate > 0.0) {
+                return rate;
+            }
+        }
+    }
+    return 30.0;
+}
+
+bool QCameraGrabberBase::IsWantedByAnother(std::string const& name) const {
+    return std::any_of(AllGrabbers().begin(), AllGrabbers().end(), [&](auto const* grabber) {
+        return grabber != this && ChoiceNames(grabber->mWantedCameraName, name);
+    });
+}
 
 int QCameraGrabberBase::OnThisDataProc(SGChannel* channel, std::uint8_t const* in_data,
                                        long in_data_size, long* offset, long chRefCon,
                                        std::int64_t time, short writeType) {
     mLastFrameMicroseconds = Microseconds();  // a damaged frame still shows the camera lives
-    mLastFrameCaptureUs = time;
     mRecentFrameMicroseconds.push_back(mLastFrameMicroseconds);
     while (mRecentFrameMicroseconds.front() < mLastFrameMicroseconds - 1e6) {
         mRecentFrameMicroseconds.pop_front();
     }
-    int const err = DefaultDataProc(in_data, in_data_size);
+    if (!mHoldFrames) {
+        return ShowFrame(in_data, in_data_size, time);
+    }
+    // Held until the pairing picks it; the oldest gives way, its memory kept for the next.
+    if (mHeldFrames.size() == kHeldFrameCount) {
+        mSpareFrameBuffers.push_back(std::move(mHeldFrames.front().bytes));
+        mHeldFrames.pop_front();
+    }
+    HeldFrame held;
+    if (!mSpareFrameBuffers.empty()) {
+        held.bytes = std::move(mSpareFrameBuffers.back());
+        mSpareFrameBuffers.pop_back();
+    }
+    held.bytes.assign(in_data, in_data + std::max(in_data_size, 0L));
+    held.timeUs = time;
+    mHeldFrames.push_back(std::move(held));
+    return noErr;
+}
+
+int QCameraGrabberBase::ShowFrame(std::uint8_t const* data, long size, std::int64_t timeUs) {
+    mLastFrameCaptureUs = timeUs;
+    int const err = DefaultDataProc(data, size);
     // A camera that sends damaged frames usually sends nothing else: the first drop is
     // logged, then a count at most every interval.
     if (std::uint64_t repeats = 0;
@@ -51,6 +112,39 @@ int QCameraGrabberBase::OnThisDataProc(SGChannel* channel, std::uint8_t const* i
                          LogThrottle::RepeatsText(repeats).c_str());
     }
     return err;
+}
+
+void QCameraGrabberBase::SetHoldFramesForPairing(bool hold) {
+    mHoldFrames = hold;
+    DropHeldFrames();
+}
+
+std::vector<std::int64_t> QCameraGrabberBase::HeldFrameTimes() const {
+    std::vector<std::int64_t> times;
+    for (HeldFrame const& held : mHeldFrames) {
+        times.push_back(held.timeUs);
+    }
+    return times;
+}
+
+int QCameraGrabberBase::ShowHeldFrame(int index) {
+    if (index < 0 || index >= static_cast<int>(mHeldFrames.size())) {
+        return noErr;
+    }
+    HeldFrame& held = mHeldFrames[index];
+    int const err = ShowFrame(held.bytes.data(), static_cast<long>(held.bytes.size()), held.timeUs);
+    for (int i = 0; i <= index; ++i) {  // it and the older ones are done with
+        mSpareFrameBuffers.push_back(std::move(mHeldFrames.front().bytes));
+        mHeldFrames.pop_front();
+    }
+    return err;
+}
+
+void QCameraGrabberBase::DropHeldFrames() {
+    while (!mHeldFrames.empty()) {
+        mSpareFrameBuffers.push_back(std::move(mHeldFrames.front().bytes));
+        mHeldFrames.pop_front();
+    }
 }
 
 int QCameraGrabberBase::DefaultDataProc(std::uint8_t const* data, long size) { return noErr; }
@@ -101,6 +195,9 @@ int QCameraGrabberBase::OpenInitializeCamera(SGRect const& rect, OSType pixelFor
     if (!mComponent) {
         return paramErr;
     }
+    if (mHandOver == nullptr) {
+        mPendingOpen.reset();  // a camera chosen now wins over one the worker is opening
+    }
     if (mVideoChannel != nullptr) {
         CloseVideoChannel();
         if (mVideoChannel != nullptr) {
@@ -120,6 +217,10 @@ int QCameraGrabberBase::OpenInitializeCamera(SGRect const& rect, OSType pixelFor
         return err;
     }
     mVideoChannel = channel;
+    if (mHandOver != nullptr && mHandOver->source) {
+        // Opened and started on the worker: Prepare below keeps it.
+        channel->AdoptSource(std::move(mHandOver->source), mHandOver->device, mHandOver->input);
+    }
     VERIFY_ERR(err = InitializeSequenceGrabToOffscreenWorld(rect, pixelFormat));
     if (err == noErr) {
         // Opens the camera: a busy or missing one fails here.
@@ -175,6 +276,7 @@ int QCameraGrabberBase::InitializeSequenceGrabToOffscreenWorld(SGRect const& rec
     VERIFY_ERR(err = CreateFrameBuffer(rect, pixelFormat));
     if (err == noErr) {
         VERIFY_ERR(err = mVideoChannel->SetBounds(mVDIGRequestRect));
+        mVideoChannel->SetFramesPerSecond(OtherEyesFramesPerSecond());
     }
     if (err == noErr) {
         SGPixMap pixMap;
@@ -200,6 +302,7 @@ int QCameraGrabberBase::InitializeSequenceGrabToOffscreenWorld(SGRect const& rec
 }
 
 int QCameraGrabberBase::CloseVideoChannel() {
+    DropHeldFrames();  // frames of a camera that is closed are never shown
     int err = noErr;
     if (mVideoChannel != nullptr && mComponent) {
         VERIFY_ERR(err = mComponent->DisposeChannel(mVideoChannel));
@@ -270,6 +373,7 @@ int QCameraGrabberBase::Stop() {
 }
 
 int QCameraGrabberBase::Close() {
+    mPendingOpen.reset();
     mVideoChannel = nullptr;  // goes with the component
     mLostCameraName.clear();
     mLastFrameMicroseconds = -1.0;
@@ -318,50 +422,132 @@ int QCameraGrabberBase::Idle() {
             mLostCameraName = mOpenCameraName;
             CoreMachDebugLog("QCameraGrabberBase::Idle camera lost, channel closed\n");
             StopRecord();
+            mPendingOpen.reset();
             mAutoOpenRetryElapsed = Microseconds();
+        } else if (mAutoOpenCameraPluggedIn) {
+            if (mPendingOpen) {
+                CollectOpenedCamera();
+            } else {
+                LookForRealCamera();
+            }
         }
         return err;
     }
     if (!IsFrameBufferConstructed() || !mAutoOpenCameraPluggedIn) {
+        mPendingOpen.reset();
         return noErr;
+    }
+    if (mPendingOpen) {
+        if (!mPendingOpen->done.load(std::memory_order_acquire)) {
+            return noErr;
+        }
+        int const err = CollectOpenedCamera();
+        if (mVideoChannel != nullptr) {
+            return mComponent->Idle();
+        }
+        if (err != noErr) {
+            return err;
+        }
     }
     double const elapsedSeconds = (Microseconds() - mAutoOpenRetryElapsed) / 1000 / 1000;
     if (!(elapsedSeconds > mAutoOpenRetrySeconds)) {
         return noErr;
     }
     mAutoOpenRetryElapsed = Microseconds();
-    int err = noErr;
     if (!mLostCameraName.empty()) {
         // A grabber that lost a camera takes that camera back when it returns, and until
         // then only another real camera: with the built-in test pattern listed, the default
         // camera always opens, and the real camera would never be picked up again.
-        Camera lost;
-        err = GetCameraNamed(mLostCameraName, lost) ? OpenCameraInput(&lost)
-                                                    : OpenFirstCameraExceptTestPattern();
+        std::vector<Camera> const cameras = RealCameras(mLostCameraName);
+        if (!cameras.empty()) {
+            RequestOpen(cameras);
+        }
     } else {
-        err = OpenCameraInput(nullptr);
+        RequestOpen({});
     }
-    if (err != noErr) {
-        return err;  // tried again after the next period
-    }
-    return mComponent->Idle();
+    return noErr;  // collected on a later tick
 }
 
-int QCameraGrabberBase::OpenFirstCameraExceptTestPattern() {
-    QSGDeviceList list;
-    if (!GetCameraInputList(list)) {
+void QCameraGrabberBase::RequestOpen(std::vector<Camera> const& cameras) {
+    CaptureOpenRequest request;
+    for (Camera const& camera : cameras) {
+        request.cameras.push_back({PStr63ToString(camera.deviceName), camera.input});
+    }
+    bool const fSized = !mVDIGRequestRect.IsEmpty();
+    request.width = fSized ? mVDIGRequestRect.Width() : 640;
+    request.height = fSized ? mVDIGRequestRect.Height() : 480;
+    request.framesPerSecond = OtherEyesFramesPerSecond();
+    mPendingReplaces = mVideoChannel != nullptr;
+    mPendingOpen = CaptureRegistry::Shared().Opener().Open(std::move(request));
+}
+
+int QCameraGrabberBase::CollectOpenedCamera() {
+    if (!mPendingOpen || !mPendingOpen->done.load(std::memory_order_acquire)) {
         return noErr;
     }
-    Camera camera;
-    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
-        if (PStr63ToString(camera.deviceName) == TestPatternBackEnd::kDeviceName) {
-            continue;
+    std::shared_ptr<CaptureOpenResult> const opened = std::move(mPendingOpen);
+    if (opened->err != noErr) {
+        if (!mPendingReplaces) {
+            mTrouble = SGStatusText(opened->err);
         }
-        if (OpenCameraInput(&camera) == noErr && mVideoChannel != nullptr) {
-            return noErr;
+        return noErr;  // tried again after the next period, or the next change of cameras
+    }
+    if (mPendingReplaces) {
+        CoreMachDebugLog("QCameraGrabberBase: '%s' gives way to '%s'\n", mOpenCameraName.c_str(),
+                         opened->device.inputs[opened->input].c_str());
+        StopRecord();
+    }
+    Camera camera;
+    PStr63FromCString(opened->device.name.c_str(), camera.deviceName);
+    camera.input = static_cast<std::int16_t>(opened->input);
+    mHandOver = opened.get();
+    int const err = OpenCameraInput(&camera);
+    mHandOver = nullptr;
+    if (err == noErr && mVideoChannel != nullptr &&
+        ChoiceNames(mWantedCameraName, mOpenCameraName)) {
+        mWantedCameraName.clear();
+    }
+    return err;
+}
+
+std::vector<QCameraGrabberBase::Camera> QCameraGrabberBase::RealCameras(std::string const& first) {
+    std::vector<Camera> cameras;
+    QSGDeviceList list;
+    if (!GetCameraInputList(list)) {
+        return cameras;
+    }
+    Camera camera;
+    if (!first.empty() && FindCameraNamed(list, first, camera)) {
+        cameras.push_back(camera);
+        return cameras;  // that camera, or none
+    }
+    for (bool more = list.GetFirstInput(camera); more; more = list.GetNextInput(camera)) {
+        if (PStr63ToString(camera.deviceName) != TestPatternBackEnd::kDeviceName &&
+            !IsWantedByAnother(PStr63ToString(camera.inputName))) {
+            cameras.push_back(camera);
         }
     }
-    return noErr;  // none free yet: the next period looks again
+    return cameras;
+}
+
+void QCameraGrabberBase::LookForRealCamera() {
+    Str63 deviceName = {0};
+    mVideoChannel->GetDeviceAndInputNames(nullptr, deviceName, nullptr);
+    if (PStr63ToString(deviceName) != TestPatternBackEnd::kDeviceName) {
+        mSeenDevicesGeneration = ~std::uint64_t{0};  // looks again once on the test pattern
+        return;
+    }
+    std::uint64_t const generation = CaptureRegistry::Shared().DevicesGeneration();
+    if (generation == mSeenDevicesGeneration) {
+        return;  // no camera came or went
+    }
+    mSeenDevicesGeneration = generation;
+    // Its stored choice if that is plugged in now; otherwise any real camera that opens (the
+    // other eye's is busy and passed over).
+    std::vector<Camera> const cameras = RealCameras(mWantedCameraName);
+    if (!cameras.empty()) {
+        RequestOpen(cameras);
+    }
 }
 
 bool QCameraGrabberBase::GetCameraNamed(std::string const& name, Camera& camera) {

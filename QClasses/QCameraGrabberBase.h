@@ -2,12 +2,16 @@
 // One live camera: a sequence grabber with one video channel bound to one camera, recording
 // without a movie, every frame handed to DefaultDataProc. It knows the list of cameras,
 // switches between them, and re-opens the default camera by itself about once a second
-// while it has none (a camera was unplugged). Main thread only: the document's clock calls
+// while it has none (a camera was unplugged); on the test pattern, it takes a real camera
+// that is plugged in later. Those opens run on the capture worker and are collected on a
+// later tick, so no tick waits on a camera. Main thread only: the document's clock calls
 // Idle every tick.
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "CoreG/QGWorld.h"
 #include "QClasses/QCameraStatus.h"
@@ -15,6 +19,8 @@
 #include "QClasses/QSequenceGrabber.h"
 #include "platform/capture/LogThrottle.h"
 #include "platform/capture/SGTypes.h"
+
+struct CaptureOpenResult;
 
 class QCameraGrabberBase : public QSequenceGrabber {
 public:
@@ -84,8 +90,14 @@ public:
     bool CloseCameraInput() { return StopRecord() == noErr; }
 
     void SetAutoOpenCameraPluggedIn(bool enable, float periodSeconds);
-    // Grabs (frames are decoded inside). Without a channel, and with automatic re-open on,
-    // tries to open the default camera once every period.
+    // The camera the user chose that is not plugged in (a stored choice): while this grabber
+    // shows the test pattern, it takes that camera as soon as it appears. Empty: none.
+    void SetWantedCameraName(std::string name) { mWantedCameraName = std::move(name); }
+    // Whether an open is under way on the capture worker.
+    bool IsOpeningCamera() const { return mPendingOpen != nullptr; }
+    // Grabs (frames are decoded inside, or held for pairing). Without a channel, and with
+    // automatic re-open on, asks the capture worker for the default camera once every
+    // period and takes it open on a later tick.
     int Idle();
     int Stop();
 
@@ -99,8 +111,19 @@ public:
     // How the camera is doing, for the window's status line (no pairing error: that takes
     // both eyes).
     void GetStatus(QCameraStatus& status) const;
-    // The capture time of the newest frame (microseconds of the steady clock), -1 for none.
+    // The capture time of the frame shown (microseconds of the steady clock, which is the
+    // kernel's monotonic clock that stamps V4L2 buffers), -1 for none.
     std::int64_t LastFrameCaptureMicroseconds() const { return mLastFrameCaptureUs; }
+    std::int64_t ShownFrameMicroseconds() const { return mLastFrameCaptureUs; }
+
+    // With holding on, frames are kept as they arrive (the last kHeldFrameCount) rather than
+    // decoded, and QCameraPairing has the one that pairs best with the other eye's decoded
+    // by ShowHeldFrame. Off by default: every frame is decoded as it arrives.
+    static constexpr std::size_t kHeldFrameCount = 3;
+    void SetHoldFramesForPairing(bool hold);
+    std::vector<std::int64_t> HeldFrameTimes() const;  // oldest first
+    // Decodes held frame `index` and lets go of it and the older ones; -1 does nothing.
+    int ShowHeldFrame(int index);
     virtual std::uint64_t FramesDropped() const { return 0; }
     void DumpRelevantInfoToLog();
     void DebugDumpDeviceInputNames();
@@ -126,6 +149,8 @@ public:
 
 private:
     using CameraStep = bool (QCameraGrabberBase::*)(Camera&);
+    int ShowFrame(std::uint8_t const* data, long size, std::int64_t timeUs);  // decodes
+    void DropHeldFrames();
     bool UseCameraBeside(CameraStep fallback, CameraStep step);
     // Opens `camera` in a new component and records from it; on failure leaves no channel.
     int OpenAndRecord(Camera const& camera);
@@ -134,9 +159,22 @@ private:
     bool GetCameraNamed(std::string const& name, Camera& camera);
     static bool FindCameraNamed(QSGDeviceList const& list, std::string const& name,
                                 Camera& camera);
-    // Opens the first camera in walk order that opens now, passing over the built-in test
-    // pattern; noErr also when none does.
-    int OpenFirstCameraExceptTestPattern();
+    // Asks the capture worker to open the first of `cameras` that opens (none: the default
+    // camera). Collected by CollectOpenedCamera on a later tick.
+    void RequestOpen(std::vector<Camera> const& cameras);
+    // Takes the camera the worker opened, if it is done, closing the open one first when
+    // the open was to replace it (the test pattern giving way to a real camera).
+    int CollectOpenedCamera();
+    // The camera named `first` alone when it is listed; otherwise every camera listed but
+    // the test pattern and those another grabber waits for.
+    std::vector<Camera> RealCameras(std::string const& first);
+    // The rate of the other eye's open camera, so that both eyes run in step where the
+    // cameras allow it; 30 when there is none.
+    double OtherEyesFramesPerSecond() const;
+    // Whether another grabber waits for the camera of that name (its stored choice).
+    bool IsWantedByAnother(std::string const& name) const;
+    // On the test pattern: asks for a real camera when the cameras listed changed.
+    void LookForRealCamera();
 
     // The input name of the camera last opened, and of the one that vanished while open
     // (empty once a camera opens again).
@@ -148,6 +186,18 @@ private:
     std::deque<double> mRecentFrameMicroseconds;  // arrivals in the last second
     std::int64_t mLastFrameCaptureUs = -1;
     std::string mTrouble;  // the camera's trouble in words; empty when none
+    std::string mWantedCameraName;
+    struct HeldFrame {
+        std::vector<std::uint8_t> bytes;
+        std::int64_t timeUs = 0;
+    };
+    bool mHoldFrames = false;
+    std::deque<HeldFrame> mHeldFrames;  // oldest first
+    std::vector<std::vector<std::uint8_t>> mSpareFrameBuffers;
+    std::shared_ptr<CaptureOpenResult> mPendingOpen;  // an open under way on the worker
+    bool mPendingReplaces = false;  // it is to replace the open camera (the test pattern)
+    CaptureOpenResult* mHandOver = nullptr;  // a camera the worker opened, while it is adopted
+    std::uint64_t mSeenDevicesGeneration = ~std::uint64_t{0};  // as LookForRealCamera saw it
     LogThrottle mDroppedFrameLog;
     static int SetChannelUsage(SGChannel* channel, long usage);
 };

@@ -19,6 +19,7 @@
 #include "CoCamX/NSUIToolkit.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CoreX/CoreMachDebugLog.h"
+#include "QClasses/QCameraPairing.h"
 #include "QClasses/QCameraStatus.h"
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
@@ -275,6 +276,10 @@ void DSCDocument::stereoCameraOpen() {
     if (_grabViewRightEye != nullptr) {
         _grabViewRightEye->cameraOpen(kCameraFrameSize, kCameraFrameSize);
     }
+    if (_grabViewLeftEye != nullptr && _grabViewRightEye != nullptr) {
+        _grabViewLeftEye->grabber()->SetHoldFramesForPairing(true);
+        _grabViewRightEye->grabber()->SetHoldFramesForPairing(true);
+    }
     stereoCameraMenuRefresh();
 }
 
@@ -313,11 +318,20 @@ void DSCDocument::stereoCameraTimer(QTimer* timer) {
         return open;
     };
     int const before = openCameras();
-    if (_grabViewLeftEye != nullptr) {
-        _grabViewLeftEye->cameraTimer(timer);
-    }
-    if (_grabViewRightEye != nullptr) {
-        _grabViewRightEye->cameraTimer(timer);
+    if (_grabViewLeftEye != nullptr && _grabViewRightEye != nullptr) {
+        // Both eyes grab (their frames held), the pair closest in time is decoded, then
+        // both show it.
+        _grabViewLeftEye->cameraGrab();
+        _grabViewRightEye->cameraGrab();
+        QCameraPairing::ShowBestPair(*_grabViewLeftEye->grabber(), *_grabViewRightEye->grabber());
+        _grabViewLeftEye->cameraShowFrame();
+        _grabViewRightEye->cameraShowFrame();
+    } else {
+        for (QCamGrabCGImageView* eye : {_grabViewLeftEye, _grabViewRightEye}) {
+            if (eye != nullptr) {
+                eye->cameraTimer(timer);
+            }
+        }
     }
     // A camera plugged in or unplugged: the menus list what is there now.
     bool const fDevicesChanged = CaptureRegistry::Shared().DevicesChanged();

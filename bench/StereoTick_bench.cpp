@@ -9,6 +9,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
+#include <thread>
+#include <vector>
 
 #include <QApplication>
 
@@ -70,38 +73,72 @@ void BM_TickStage_DrawIntoBroadcastBuffer(benchmark::State& state) {
 }
 BENCHMARK(BM_TickStage_DrawIntoBroadcastBuffer)->Unit(benchmark::kMillisecond);
 
+// The main thread's own processor time, which a loaded machine's scheduler does not
+// stretch: with other builds running, wall-clock ticks also count the time others ran.
+double ThreadCpuMs() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
 // The tick of the window while a camera goes and comes back: each iteration unplugs the
-// camera, ticks (both eyes lose theirs, the menus are rebuilt), plugs it in and ticks again
-// (both eyes re-open theirs, the menus are rebuilt). The longest single tick is the figure
-// that matters: it is the frame a user sees stall.
+// camera, ticks (both eyes lose theirs, the menus are rebuilt), plugs it in and ticks until
+// both eyes stream again (the capture worker opens the cameras meanwhile, and the menus are
+// rebuilt). The longest single tick is the figure that matters: it is the frame a user sees
+// stall. Each tick is timed on the wall clock and in the main thread's processor time; the
+// 99th percentile of the replug ticks is given too.
 void BM_TickWhileACameraIsUnpluggedAndReplugged(benchmark::State& state) {
     StereoRig rig;
     for (QCamGrabCGImageView* eye : {&rig.left, &rig.right}) {
         eye->grabber()->SetAutoOpenCameraPluggedIn(true, 0.0f);  // re-open at the next tick
     }
     CaptureRegistry::Shared().DevicesChanged();
-    double longestMs = 0.0;
-    auto const tick = [&rig](double& longestMs) {
+    struct Times {
+        std::vector<double> wallMs, cpuMs;
+    };
+    auto const tick = [&rig](Times& times) {
         auto const start = std::chrono::steady_clock::now();
+        double const startCpuMs = ThreadCpuMs();
         rig.Grab();
         if (CaptureRegistry::Shared().DevicesChanged()) {
             rig.left.cameraMenuRefresh();
             rig.right.cameraMenuRefresh();
         }
-        double const ms = std::chrono::duration<double, std::milli>(
-                              std::chrono::steady_clock::now() - start)
-                              .count();
-        longestMs = std::max(longestMs, ms);
+        times.cpuMs.push_back(ThreadCpuMs() - startCpuMs);
+        times.wallMs.push_back(
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+                .count());
     };
-    double longestUnpluggedMs = 0.0;
+    auto const streaming = [&rig] {
+        return rig.left.grabber()->mVideoChannel != nullptr &&
+               rig.right.grabber()->mVideoChannel != nullptr;
+    };
+    Times unplug, replug;
     for (auto _ : state) {
         TestPatternBackEnd::Unplug();
-        tick(longestUnpluggedMs);
+        tick(unplug);
         TestPatternBackEnd::Plug();
-        tick(longestMs);
+        for (int i = 0; i < 2000 && !streaming(); ++i) {
+            tick(replug);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        if (!streaming()) {
+            state.SkipWithError("the cameras did not come back");
+            break;
+        }
     }
-    state.counters["longest_unplug_tick_ms"] = longestUnpluggedMs;
-    state.counters["longest_replug_tick_ms"] = longestMs;
+    auto const longest = [](std::vector<double> const& ms) {
+        return ms.empty() ? 0.0 : *std::max_element(ms.begin(), ms.end());
+    };
+    auto const p99 = [](std::vector<double> ms) {
+        std::sort(ms.begin(), ms.end());
+        return ms.empty() ? 0.0 : ms[ms.size() * 99 / 100];
+    };
+    state.counters["longest_unplug_tick_ms"] = longest(unplug.wallMs);
+    state.counters["longest_replug_tick_ms"] = longest(replug.wallMs);
+    state.counters["p99_replug_tick_ms"] = p99(replug.wallMs);
+    state.counters["longest_unplug_tick_cpu_ms"] = longest(unplug.cpuMs);
+    state.counters["longest_replug_tick_cpu_ms"] = longest(replug.cpuMs);
 }
 BENCHMARK(BM_TickWhileACameraIsUnpluggedAndReplugged)->Unit(benchmark::kMillisecond);
 

@@ -29,10 +29,13 @@ public:
 
     // Appends this back end's devices in its own order.
     virtual void ListDevices(std::vector<CaptureDevice>& devices) = 0;
-    // Opens input `input` of `device` with frames that cover width x height where it can.
-    // sgDeviceBusyErr when someone else holds it; the source is left null on any error.
+    // Opens input `input` of `device` with frames that cover width x height where it can,
+    // at `framesPerSecond` or the nearest rate it offers (both eyes at one rate keeps their
+    // frames in step). sgDeviceBusyErr when someone else holds it; the source is left null
+    // on any error.
     virtual int OpenInput(CaptureDevice const& device, int input, int width, int height,
-                          std::unique_ptr<CaptureSource>& source) = 0;
+                          std::unique_ptr<CaptureSource>& source,
+                          double framesPerSecond = 30.0) = 0;
     // One line per frame format the device offers, for people (the cameras tool).
     virtual void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) = 0;
 };

@@ -14,13 +14,29 @@ std::vector<CaptureDevice> CaptureRegistry::ListDevices() {
     return devices;
 }
 
+void CaptureRegistry::RefreshDevices() {
+    if (mV4L2Enabled) {
+        mV4L2.Refresh();
+    }
+}
+
+CaptureOpener& CaptureRegistry::Opener() {
+    if (!mOpener) {
+        mV4L2.SetScannedByRefresh(true);
+        mOpener = std::make_unique<CaptureOpener>(*this);
+    }
+    return *mOpener;
+}
+
 int CaptureRegistry::OpenCamera(std::string const& deviceName, int input, int width, int height,
-                                std::unique_ptr<CaptureSource>& source, CaptureDevice& device) {
+                                std::unique_ptr<CaptureSource>& source, CaptureDevice& device,
+                                double framesPerSecond) {
     source.reset();
     for (CaptureDevice const& listed : ListDevices()) {
         if (listed.name == deviceName) {
             device = listed;
-            return listed.backEnd->OpenInput(listed, input, width, height, source);
+            return listed.backEnd->OpenInput(listed, input, width, height, source,
+                                             framesPerSecond);
         }
     }
     return sgNoDeviceErr;
@@ -28,12 +44,14 @@ int CaptureRegistry::OpenCamera(std::string const& deviceName, int input, int wi
 
 int CaptureRegistry::OpenDefaultCamera(int width, int height,
                                        std::unique_ptr<CaptureSource>& source,
-                                       CaptureDevice& device, int& input) {
+                                       CaptureDevice& device, int& input,
+                                       double framesPerSecond) {
     source.reset();
     std::vector<CaptureDevice> const devices = ListDevices();
     for (CaptureDevice const* listed : DefaultOrder(devices)) {
         for (int i = 0; i < static_cast<int>(listed->inputs.size()); ++i) {
-            if (listed->backEnd->OpenInput(*listed, i, width, height, source) == noErr) {
+            if (listed->backEnd->OpenInput(*listed, i, width, height, source, framesPerSecond) ==
+                noErr) {
                 device = *listed;
                 input = i;
                 return noErr;

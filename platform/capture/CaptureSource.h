@@ -28,6 +28,8 @@ public:
     // returns the handler's result: 0 when nothing arrived, sgDeviceLostErr once the camera
     // has vanished (it stays so).
     virtual int Grab(CaptureFrameHandler& handler) = 0;
+    // The frame rate the camera was asked for and took, in frames a second; 0 when unknown.
+    virtual double FramesPerSecond() const { return 0.0; }
     // What the camera settled for instead of what was asked, for people; empty when none.
     virtual std::string Compromise() const { return {}; }
 };

@@ -17,10 +17,11 @@ SGChannel::SGChannel(SGComponent& owner, OSType mediaType) : mOwner(owner), mMed
 SGChannel::~SGChannel() { CloseCamera(); }
 
 void SGChannel::CloseCamera() {
-    if (mSource && mRecording && !mLost) {
+    if (mSource && (mRecording || mStreaming) && !mLost) {
         mSource->Stop();
     }
     mRecording = false;
+    mStreaming = false;
     mLost = false;
     mSource.reset();
     mOpenDeviceName.clear();
@@ -56,6 +57,21 @@ int SGChannel::SetDeviceInput(short input) {
     }
     mInput = input;
     return noErr;
+}
+
+void SGChannel::AdoptSource(std::unique_ptr<CaptureSource> source, CaptureDevice const& device,
+                            int input) {
+    CloseCamera();
+    if (!source || input < 0 || input >= static_cast<int>(device.inputs.size())) {
+        return;
+    }
+    mSource = std::move(source);
+    mStreaming = true;
+    mDeviceName = device.name;
+    mInput = input;
+    mOpenDeviceName = device.name;
+    mOpenInput = input;
+    mCameraName = device.inputs[input];
 }
 
 int SGChannel::SetBounds(SGRect const& bounds) {
@@ -134,12 +150,13 @@ int SGChannel::Prepare() {
     int input = mInput;
     int err;
     if (mDeviceName.empty()) {
-        err = registry.OpenDefaultCamera(width, height, mSource, device, input);
+        err = registry.OpenDefaultCamera(width, height, mSource, device, input, mFramesPerSecond);
         if (err != noErr) {
             CoreMachDebugLog("SGChannel: no camera can be opened now\n");
         }
     } else {
-        err = registry.OpenCamera(mDeviceName, mInput, width, height, mSource, device);
+        err = registry.OpenCamera(mDeviceName, mInput, width, height, mSource, device,
+                                  mFramesPerSecond);
         if (err != noErr) {
             CoreMachDebugLog("SGChannel: camera '%s' input %d cannot be opened: %s\n",
                              mDeviceName.c_str(), mInput, SGStatusText(err));
@@ -162,7 +179,7 @@ int SGChannel::StartRecord() {
     if (mRecording) {
         return noErr;
     }
-    int const err = mSource->Start();
+    int const err = mStreaming ? noErr : mSource->Start();
     if (err == noErr) {
         mRecording = true;
     }
@@ -171,10 +188,11 @@ int SGChannel::StartRecord() {
 
 int SGChannel::Stop() {
     int err = noErr;
-    if (mSource && mRecording && !mLost) {
+    if (mSource && (mRecording || mStreaming) && !mLost) {
         err = mSource->Stop();
     }
     mRecording = false;
+    mStreaming = false;
     return err;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/capture/CaptureBackEnd.h"
 #include "platform/capture/CaptureSource.h"
 #include "platform/capture/SGTypes.h"
 
@@ -24,8 +25,17 @@ public:
     // Chooses a device by its name in the device list; sgNoDeviceErr when there is none now.
     int SetDevice(Str63 const deviceName);
     int SetDeviceInput(short input);
+    // Takes a camera opened and started elsewhere (the capture worker) as this channel's
+    // device and input: Prepare keeps it, StartRecord finds it streaming.
+    void AdoptSource(std::unique_ptr<CaptureSource> source, CaptureDevice const& device,
+                     int input);
     // The size asked of the camera: the frame format chosen is the smallest that covers it.
     int SetBounds(SGRect const& bounds);
+    // The frame rate asked of the camera when it opens (the nearest it offers): the other
+    // eye's, so that both send their frames in step. 30 unless set.
+    void SetFramesPerSecond(double framesPerSecond) { mFramesPerSecond = framesPerSecond; }
+    // The rate the open camera runs at; 0 when unknown or none is open.
+    double FramesPerSecond() const { return mSource ? mSource->FramesPerSecond() : 0.0; }
     int SetUsage(long usage);
 
     // The open camera: `deviceName` receives the name it has among the device list's inputs
@@ -57,6 +67,7 @@ private:
     std::string mDeviceName;  // the chosen device; empty for the default camera
     int mInput = 0;
     SGRect mBounds;
+    double mFramesPerSecond = 30.0;
     long mUsage = 0;
     int mSettingsState = 0;
     std::unique_ptr<CaptureSource> mSource;
@@ -64,5 +75,6 @@ private:
     int mOpenInput = 0;
     std::string mCameraName;
     bool mRecording = false;
+    bool mStreaming = false;  // the source was started before it was handed over
     bool mLost = false;
 };

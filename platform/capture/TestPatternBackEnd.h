@@ -21,9 +21,19 @@ public:
     // vanished camera does. It starts plugged in. A program whose environment sets
     // DUOSCOPE_TEST_PATTERN_UNPLUG_AFTER=N unplugs it once its inputs have delivered N
     // frames in all, so that tests of another process (the cameras tool) can lose a camera.
-    static void Plug();
-    static void Unplug();
-    static bool IsPlugged();
+    //
+    // A second device, "Duoscope Spare Camera" with the one input "Spare Camera", stands in
+    // for a webcam plugged in and out at run time (hotplug tests): it starts unplugged, is
+    // listed before the test pattern as a plugged-in camera is, and shows the left view.
+    enum Device { kMain, kSpare };
+    static constexpr char kSpareDeviceName[] = "Duoscope Spare Camera";
+    static constexpr char kSpareInputName[] = "Spare Camera";
+    static constexpr int kSlotCount = kInputCount + 1;  // the inputs of both devices
+    static constexpr int kSpareSlot = kInputCount;
+    static char const* SlotName(int slot);
+    static void Plug(Device device = kMain);
+    static void Unplug(Device device = kMain);
+    static bool IsPlugged(Device device = kMain);
     // The next frame input `input` delivers is these bytes instead of a rendered picture.
     static void InjectFrame(int input, std::vector<std::uint8_t> frame);
     // Every grab renders a new picture rather than one per 1/30 s (for benchmarks).
@@ -36,12 +46,14 @@ public:
     static bool Frozen();
 
     void ListDevices(std::vector<CaptureDevice>& devices) override;
+    // The test pattern always runs at 30 frames a second.
     int OpenInput(CaptureDevice const& device, int input, int width, int height,
-                  std::unique_ptr<CaptureSource>& source) override;
+                  std::unique_ptr<CaptureSource>& source, double framesPerSecond = 30.0) override;
     void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) override;
 
     // The sources' side of the shared state.
-    static std::uint64_t PlugGeneration();  // changes at every unplug
+    static std::uint64_t PlugGeneration(Device device = kMain);  // changes at every unplug
+    static std::uint64_t ListGeneration();  // changes at every plug and unplug
     static bool FreeRunning();
     static bool StreamingRefused();
     static bool TakeInjectedFrame(int input, std::vector<std::uint8_t>& frame);

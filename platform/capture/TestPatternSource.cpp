@@ -33,7 +33,10 @@ std::int64_t SceneStartMicroseconds() {
 void TestPatternSource::TurboJPEGDestroyer::operator()(void* handle) const { tjDestroy(handle); }
 
 TestPatternSource::TestPatternSource(int input, int width, int height)
-    : mInput(input), mGeneration(TestPatternBackEnd::PlugGeneration()) {
+    : mInput(input),
+      mDevice(input == TestPatternBackEnd::kSpareSlot ? TestPatternBackEnd::kSpare
+                                                      : TestPatternBackEnd::kMain),
+      mGeneration(TestPatternBackEnd::PlugGeneration(mDevice)) {
     mDescription.cType = kCodecMJPEG;
     mDescription.width = static_cast<std::int16_t>(width);
     mDescription.height = static_cast<std::int16_t>(height);
@@ -58,7 +61,7 @@ int TestPatternSource::Construct() {
 int TestPatternSource::Start() {
     if (TestPatternBackEnd::StreamingRefused()) {
         CoreMachDebugLog("TestPatternSource: '%s' cannot stream: no bandwidth left\n",
-                         TestPatternBackEnd::kInputNames[mInput]);
+                         TestPatternBackEnd::SlotName(mInput));
         return sgBandwidthErr;
     }
     SceneStartMicroseconds();
@@ -75,7 +78,7 @@ int TestPatternSource::Stop() {
 int TestPatternSource::EncodeFrame(double seconds, std::size_t& size) {
     int const width = mDescription.width;
     int const height = mDescription.height;
-    auto const eye = mInput == 0 ? TestPatternScene::kLeftEye : TestPatternScene::kRightEye;
+    auto const eye = mInput == 1 ? TestPatternScene::kRightEye : TestPatternScene::kLeftEye;
     TestPatternScene::Render(seconds, eye, mPixels.data(), width * 4, width, height);
     unsigned char* jpeg = mJPEG.data();
     unsigned long jpegSize = mJPEG.size();
@@ -91,11 +94,12 @@ int TestPatternSource::EncodeFrame(double seconds, std::size_t& size) {
 }
 
 int TestPatternSource::Grab(CaptureFrameHandler& handler) {
-    if (!TestPatternBackEnd::IsPlugged() || mGeneration != TestPatternBackEnd::PlugGeneration()) {
+    if (!TestPatternBackEnd::IsPlugged(mDevice) ||
+        mGeneration != TestPatternBackEnd::PlugGeneration(mDevice)) {
         if (!mLostReported) {
             mLostReported = true;
             CoreMachDebugLog("TestPatternSource: '%s' was unplugged\n",
-                             TestPatternBackEnd::kInputNames[mInput]);
+                             TestPatternBackEnd::SlotName(mInput));
         }
         return sgDeviceLostErr;
     }
@@ -114,7 +118,7 @@ int TestPatternSource::Grab(CaptureFrameHandler& handler) {
     std::int64_t tick = sinceStart * kFramesPerSecond / 1000000;
     std::int64_t otherTick = 0;
     std::int64_t otherTimeUs = 0;
-    int const otherInput = 1 - mInput;
+    int const otherInput = mInput == 0 ? 1 : mInput == 1 ? 0 : -1;  // the spare has none
     if (TestPatternBackEnd::LastClockTick(otherInput, otherTick, otherTimeUs) &&
         now - otherTimeUs < kPairWindowUs && otherTick < tick) {
         tick = otherTick;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/capture/CaptureSource.h"
+#include "platform/capture/TestPatternBackEnd.h"
 
 class TestPatternSource : public CaptureSource {
 public:
@@ -21,6 +22,7 @@ public:
     int Start() override;
     int Stop() override;
     int Grab(CaptureFrameHandler& handler) override;
+    double FramesPerSecond() const override { return 30.0; }
 
     // Renders and encodes the view at `seconds`; the frame is JPEGData(), `size` bytes.
     int EncodeFrame(double seconds, std::size_t& size);
@@ -31,7 +33,8 @@ private:
         void operator()(void* handle) const;
     };
 
-    int mInput;
+    int mInput;  // the slot: the test pattern's inputs, then the spare camera's
+    TestPatternBackEnd::Device mDevice;
     ImageDescription mDescription;
     std::uint64_t mGeneration;
     bool mStreaming = false;

@@ -78,7 +78,7 @@ bool V4L2BackEnd::QueryNode(V4L2NodeAnswers& node) {
     return true;
 }
 
-void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
+void V4L2BackEnd::ScanIfDue(std::unique_lock<std::mutex>& lock, bool fLook) {
     if (mWatch.Folder() != mDeviceFolder || !mScanned) {
         // Watching starts before the scan, so that nothing plugged in during it is missed.
         mWatch.Watch(mDeviceFolder);
@@ -87,33 +87,54 @@ void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
     // Without a watch the nodes are asked again at most once a second, not at every look
     // (the window looks on every tick).
     auto const now = std::chrono::steady_clock::now();
-    bool const fDue = mWatch.IsWatching() ? mWatch.Changed()
-                                          : now - mScanTime >= std::chrono::seconds(1);
-    if (fDue || !mScanned) {
-        mScanTime = now;
-        std::vector<V4L2NodeAnswers> nodes = FindNodes(mDeviceFolder);
-        mAnswered.clear();
-        for (V4L2NodeAnswers& node : nodes) {
-            if (QueryNode(node)) {
-                mAnswered.push_back(std::move(node));
-            }
+    bool fDue = !mScanned;
+    if (!fDue && fLook) {
+        fDue = mWatch.IsWatching() ? mWatch.Changed() : now - mScanTime >= std::chrono::seconds(1);
+    }
+    if (!fDue) {
+        return;
+    }
+    mScanTime = now;
+    std::string const folder = mDeviceFolder;
+    lock.unlock();
+    std::vector<V4L2NodeAnswers> nodes = FindNodes(folder);
+    std::vector<V4L2NodeAnswers> answered;
+    for (V4L2NodeAnswers& node : nodes) {
+        if (QueryNode(node)) {
+            answered.push_back(std::move(node));
         }
-        mScanned = true;
-        ++mGeneration;
+    }
+    lock.lock();
+    mAnswered = std::move(answered);
+    mScanned = true;
+    ++mGeneration;
+}
+
+void V4L2BackEnd::ListDevices(std::vector<CaptureDevice>& devices) {
+    std::unique_lock lock(mMutex);
+    bool const fFolderChanged = mWatch.Folder() != mDeviceFolder;
+    if (!mScannedByRefresh || !mScanned || fFolderChanged) {
+        ScanIfDue(lock, !mScannedByRefresh);
     }
     // Named at every look: a stored name may have taught a model's twin since.
     std::vector<CaptureDevice> cameras = V4L2Naming::NameCameras(mAnswered, this, &mTwinModels);
     devices.insert(devices.end(), cameras.begin(), cameras.end());
 }
 
+void V4L2BackEnd::Refresh() {
+    std::unique_lock lock(mMutex);
+    ScanIfDue(lock, true);
+}
+
 int V4L2BackEnd::OpenInput(CaptureDevice const& device, int input, int width, int height,
-                           std::unique_ptr<CaptureSource>& source) {
+                           std::unique_ptr<CaptureSource>& source, double framesPerSecond) {
     source.reset();
     if (input < 0 || input >= static_cast<int>(device.inputs.size())) {
         return paramErr;
     }
     auto opened = std::make_unique<V4L2Source>();
-    int const err = opened->Open(device.path, device.inputs[input], input, width, height);
+    int const err =
+        opened->Open(device.path, device.inputs[input], input, width, height, framesPerSecond);
     if (err == noErr) {
         source = std::move(opened);
     }

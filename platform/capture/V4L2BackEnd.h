@@ -1,8 +1,10 @@
 #pragma once
 // Cameras of the kernel's video API: the /dev/videoN nodes that capture, in the order of N.
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 #include "platform/capture/CaptureBackEnd.h"
@@ -12,18 +14,33 @@
 class V4L2BackEnd : public CaptureBackEnd {
 public:
     // Where the video nodes are looked for: "/dev", unless a test points elsewhere.
-    void SetDeviceFolder(std::string folder) { mDeviceFolder = std::move(folder); }
+    void SetDeviceFolder(std::string folder) {
+        std::lock_guard lock(mMutex);
+        mDeviceFolder = std::move(folder);
+    }
 
     // The cameras as last scanned; the nodes are opened and asked again only when a node
-    // came, went or changed its permissions since (a camera plugged in or unplugged).
+    // came, went or changed its permissions since (a camera plugged in or unplugged), and
+    // with the scanning left to Refresh, only at the first look. Any thread.
     void ListDevices(std::vector<CaptureDevice>& devices) override;
     // Makes the next look ask every node again: a node can change what it is without coming
     // or going (a loopback node is a camera only while a program writes to it).
-    void ForgetScan() { mScanned = false; }
+    void ForgetScan() {
+        std::lock_guard lock(mMutex);
+        mScanned = false;
+    }
+    // Scans again if a node came, went or changed since the last scan. The capture worker
+    // calls it, so that the thread that asks for the list never waits on a node.
+    void Refresh();
+    // From now on only Refresh and the first look scan.
+    void SetScannedByRefresh(bool byRefresh) { mScannedByRefresh = byRefresh; }
     // Changes whenever a scan found the nodes changed: menus follow it.
-    std::uint64_t Generation() const { return mGeneration; }
+    std::uint64_t Generation() const {
+        std::lock_guard lock(mMutex);
+        return mGeneration;
+    }
     int OpenInput(CaptureDevice const& device, int input, int width, int height,
-                  std::unique_ptr<CaptureSource>& source) override;
+                  std::unique_ptr<CaptureSource>& source, double framesPerSecond = 30.0) override;
     void DescribeFormats(CaptureDevice const& device, std::vector<std::string>& lines) override;
 
     // The nodes named videoN in `folder`, by N.
@@ -35,10 +52,17 @@ public:
     // A camera name the user chose, stored earlier: a name with a port keeps that model
     // named by port from now on.
     void RememberCameraName(std::string const& name) {
+        std::lock_guard lock(mMutex);
         V4L2Naming::RememberName(name, mTwinModels);
     }
 
 private:
+    // Scans when nothing was scanned yet, or with `fLook` when the watch saw a change; the
+    // nodes are asked with the lock let go.
+    void ScanIfDue(std::unique_lock<std::mutex>& lock, bool fLook);
+
+    mutable std::mutex mMutex;  // guards everything below
+    std::atomic<bool> mScannedByRefresh{false};
     std::string mDeviceFolder = "/dev";
     V4L2DeviceWatch mWatch;
     bool mScanned = false;

@@ -1,5 +1,7 @@
 #include "platform/capture/V4L2Formats.h"
 
+#include <cmath>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -148,8 +150,12 @@ bool ChooseFormat(std::vector<V4L2FormatAnswers> const& formats, std::uint32_t w
     return false;
 }
 
-bool ChooseInterval(std::vector<v4l2_frmivalenum> const& intervals, v4l2_fract& interval) {
-    constexpr double kWanted = 1.0 / 30.0;
+bool ChooseInterval(std::vector<v4l2_frmivalenum> const& intervals, v4l2_fract& interval,
+                    double framesPerSecond) {
+    if (!(framesPerSecond > 0.0)) {
+        framesPerSecond = 30.0;
+    }
+    double const kWanted = 1.0 / framesPerSecond;
     constexpr double kSlack = 1e-6;
     if (intervals.empty()) {
         return false;
@@ -161,7 +167,12 @@ bool ChooseInterval(std::vector<v4l2_frmivalenum> const& intervals, v4l2_fract& 
         } else if (Seconds(range.max) < kWanted - kSlack) {
             interval = range.max;  // faster than 30 a second at least: its slowest
         } else {
-            interval = {1, 30};
+            // The wanted rate, in whole thousandths of a second where it is not whole.
+            double const whole = std::round(framesPerSecond);
+            interval = std::abs(whole - framesPerSecond) < 1e-6
+                           ? v4l2_fract{1, static_cast<std::uint32_t>(whole)}
+                           : v4l2_fract{1000, static_cast<std::uint32_t>(
+                                                  std::lround(framesPerSecond * 1000.0))};
         }
         return true;
     }

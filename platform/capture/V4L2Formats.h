@@ -38,9 +38,11 @@ std::vector<v4l2_frmivalenum> EnumerateIntervals(int fd, std::uint32_t pixelForm
 bool ChooseFormat(std::vector<V4L2FormatAnswers> const& formats, std::uint32_t width,
                   std::uint32_t height, V4L2FormatChoice& choice);
 
-// The frame interval to ask for: 1/30 s when offered, else the fastest rate below 30 frames
-// a second, else the slowest above. False when the camera listed no intervals.
-bool ChooseInterval(std::vector<v4l2_frmivalenum> const& intervals, v4l2_fract& interval);
+// The frame interval to ask for: 1/framesPerSecond when offered (30 unless the other eye's
+// camera runs at another rate), else the fastest rate below it, else the slowest above.
+// False when the camera listed no intervals.
+bool ChooseInterval(std::vector<v4l2_frmivalenum> const& intervals, v4l2_fract& interval,
+                    double framesPerSecond = 30.0);
 
 // "MJPG (Motion-JPEG): 1280x720 640x480" for people.
 std::string Describe(V4L2FormatAnswers const& format);

@@ -128,6 +128,10 @@ bool IsUSB(V4L2NodeAnswers const& node) {
            0;
 }
 
+bool HasBusAddress(V4L2NodeAnswers const& node) {
+    return !FieldText(node.capability.bus_info, sizeof(node.capability.bus_info)).empty();
+}
+
 bool IsTwinModel(std::string const& card, TwinModels const* twinModels) {
     if (twinModels == nullptr) {
         return false;
@@ -157,18 +161,20 @@ std::string WithoutPort(std::string const& name) {
 
 std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes,
                                        CaptureBackEnd* backEnd, TwinModels* twinModels) {
+    // Cameras with a bus address (a USB port, or a platform device such as the kernel's
+    // vivid) can be told apart by it; a model seen twice keeps it for good.
     std::vector<V4L2NodeAnswers const*> cameras;
-    std::map<std::string, int> usbCameras;  // per model
+    std::map<std::string, int> addressedCameras;  // per model
     for (V4L2NodeAnswers const& node : nodes) {
         if (IsCamera(node)) {
             cameras.push_back(&node);
-            if (IsUSB(node)) {
-                ++usbCameras[CardOf(node)];
+            if (HasBusAddress(node)) {
+                ++addressedCameras[CardOf(node)];
             }
         }
     }
     if (twinModels != nullptr) {
-        for (auto const& [card, count] : usbCameras) {
+        for (auto const& [card, count] : addressedCameras) {
             if (count > 1) {
                 twinModels->insert(card);
             }
@@ -178,7 +184,7 @@ std::vector<CaptureDevice> NameCameras(std::vector<V4L2NodeAnswers> const& nodes
     // pairs) and add detail to those that still share a name, until all differ.
     std::vector<int> level(cameras.size(), 0);
     for (std::size_t i = 0; i < cameras.size(); ++i) {
-        if (IsUSB(*cameras[i]) && IsTwinModel(CardOf(*cameras[i]), twinModels)) {
+        if (HasBusAddress(*cameras[i]) && IsTwinModel(CardOf(*cameras[i]), twinModels)) {
             level[i] = 1;
         }
     }

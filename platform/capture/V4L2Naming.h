@@ -1,9 +1,9 @@
 #pragma once
 // Which V4L2 nodes are cameras, and what they are called. A stereo rig is usually two
 // cameras of one model, so names must tell identical cameras apart: a camera is its card
-// name, with its USB port in brackets where a device of the same name is or was present
-// (stable while it stays in the same port), and its input's name where the device has
-// several inputs.
+// name, with its USB port (or other bus address) in brackets where a device of the same
+// name is or was present (stable while it stays in the same port), and its input's name
+// where the device has several inputs.
 
 #include <cstdint>
 #include <set>

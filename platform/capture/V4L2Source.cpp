@@ -51,7 +51,8 @@ int V4L2Source::Fail(char const* what, int err) {
 }
 
 int V4L2Source::Open(std::string const& path, std::string const& cameraName, int input, int width,
-                     int height) {
+                     int height, double framesPerSecond) {
+    mWantedFramesPerSecond = framesPerSecond;
     mPath = path;
     mCameraName = cameraName;
     mLost = false;
@@ -180,7 +181,8 @@ bool V4L2Source::SetFrameRate(v4l2_fract const* wanted) {
         std::vector<v4l2_frmivalenum> const intervals = V4L2Formats::EnumerateIntervals(
             fd, mDescription.cType, static_cast<std::uint32_t>(mDescription.width),
             static_cast<std::uint32_t>(mDescription.height));
-        V4L2Formats::ChooseInterval(intervals, interval);  // none listed: ask for 1/30 anyway
+        // None listed: 1/30 is asked anyway.
+        V4L2Formats::ChooseInterval(intervals, interval, mWantedFramesPerSecond);
     }
     mFramesPerSecond = 0.0;
     v4l2_streamparm parm{};

@@ -20,11 +20,11 @@ public:
     V4L2Source() = default;
     ~V4L2Source() override;
 
-    // Opens `path`, selects `input`, chooses the format for width x height, asks for 30
-    // frames a second and maps the buffers. sgDeviceBusyErr when another program streams
-    // from the camera; on any error nothing stays open.
+    // Opens `path`, selects `input`, chooses the format for width x height, asks for
+    // `framesPerSecond` (or the nearest rate offered) and maps the buffers. sgDeviceBusyErr
+    // when another program streams from the camera; on any error nothing stays open.
     int Open(std::string const& path, std::string const& cameraName, int input, int width,
-             int height);
+             int height, double framesPerSecond = 30.0);
 
     // For tests: uncompressed formats are asked for with rows of at least this many bytes,
     // as some drivers pad them unasked (0, the default, lets the driver choose).
@@ -36,7 +36,7 @@ public:
     int Grab(CaptureFrameHandler& handler) override;
 
     // The frame rate asked for, in frames a second (0 when the driver sets its own).
-    double FramesPerSecond() const { return mFramesPerSecond; }
+    double FramesPerSecond() const override { return mFramesPerSecond; }
 
     // What the camera settled for when the USB bus had no room for what was asked
     // ("USB bandwidth: 15 fps"); empty when it streams as asked.
@@ -44,10 +44,10 @@ public:
 
 private:
     int Fail(char const* what, int err);  // logs, maps -errno to a status code
-    // Sets format and size, the frame rate (null: 30 a second or nearest) and maps buffers.
+    // Sets format and size, the frame rate (null: the rate asked at open, or nearest) and maps buffers.
     int Configure(V4L2FormatChoice const& choice, v4l2_fract const* interval);
-    // Asks for `wanted` (null: 30 a second or the nearest); false when the driver keeps its
-    // own rate or refuses.
+    // Asks for `wanted` (null: the rate asked at open, or the nearest); false when the
+    // driver keeps its own rate or refuses.
     bool SetFrameRate(v4l2_fract const* wanted);
     int StreamOn();  // queues every buffer and starts: 0 or -errno
     // After ENOSPC: fewer frames a second, then smaller frames, then the other kind of
@@ -70,6 +70,7 @@ private:
     std::vector<V4L2FormatAnswers> mFormats;  // as the camera listed them at open
     std::string mCompromise;
     double mFramesPerSecond = 0.0;
+    double mWantedFramesPerSecond = 30.0;
     bool mLost = false;
     // A camera that goes bad tends to do so with every frame: each kind of fault is logged
     // once, then counted.

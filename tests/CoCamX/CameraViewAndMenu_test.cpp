@@ -14,6 +14,7 @@
 
 #include "CoCamX/NSUICamMenuController.h"
 #include "CoCamX/QCamGrabCGImageView.h"
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
 #include "platform/imaging/CIContext.h"
 
@@ -161,6 +162,8 @@ TEST_F(CameraMenuTest, ACameraThatOpensButCannotStreamIsLetGoAndTriedAgain) {
 
     // Once the bus has room, the next period's attempt streams.
     sFakeMicroseconds += 1.1e6;
+    eye.view.cameraTimer(nullptr);  // asks the capture worker to open it
+    CaptureRegistry::Shared().Opener().Drain();
     eye.view.cameraTimer(nullptr);
     QCameraGrabberBase::SetMicrosecondsClock(nullptr);
     EXPECT_EQ(afterOpen, nullptr) << "a camera that does not stream is not held";

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "QClasses/QCameraGrabCGContext.h"
+#include "QClasses/QCameraPairing.h"
 #include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
 #include "tests/platform/CaptureTestFrames.h"
@@ -31,6 +32,7 @@ protected:
     void TearDown() override {
         QCameraGrabberBase::SetMicrosecondsClock(nullptr);
         TestPatternBackEnd::Plug();
+        TestPatternBackEnd::Unplug(TestPatternBackEnd::kSpare);
         TestPatternBackEnd::SetFrozen(false);
         CaptureRegistry::Shared().SetV4L2Enabled(true);
     }
@@ -58,6 +60,12 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
         return false;
+    }
+
+    // Lets the capture worker finish what the grabber asked of it, then collects it.
+    static int Settle(QCameraGrabCGContext& grabber) {
+        CaptureRegistry::Shared().Opener().Drain();
+        return grabber.Idle();
     }
 
     static std::string Current(QCameraGrabCGContext& grabber) {
@@ -176,8 +184,12 @@ TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
     EXPECT_EQ(grabber.Idle(), noErr);
     EXPECT_EQ(grabber.mVideoChannel, nullptr);
 
+    // The tick only asks the capture worker to open it, and a later tick takes it open.
     AdvanceSeconds(0.2);
     EXPECT_EQ(grabber.Idle(), noErr);
+    EXPECT_EQ(grabber.mVideoChannel, nullptr);
+    EXPECT_TRUE(grabber.IsOpeningCamera());
+    EXPECT_EQ(Settle(grabber), noErr);
     ASSERT_NE(grabber.mVideoChannel, nullptr);
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
@@ -203,6 +215,7 @@ TEST_F(GrabberTest, ACameraThatStopsSendingWithoutAnErrorIsReopenedAfterTwoSecon
     TestPatternBackEnd::SetFrozen(false);
     AdvanceSeconds(1.1);
     grabber.Idle();
+    Settle(grabber);
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
     grabber.GetStatus(status);
@@ -238,6 +251,62 @@ TEST(CameraStatus, OneLineOfWhatTheUserNeedsToKnow) {
     }
 }
 
+// The eyes' frames shown together are the pair closest in time, unless that holds an eye
+// back by more than it gains; an eye with no new frame keeps the one it shows.
+TEST(CameraPairing, TheClosestPairUnlessHoldingBackCostsMore) {
+    struct Case {
+        char const* what;
+        std::vector<std::int64_t> left;
+        std::int64_t shownLeft;
+        std::vector<std::int64_t> right;
+        std::int64_t shownRight;
+        int l, r;
+        double errorMs;
+    };
+    for (Case const& c : std::vector<Case>{
+             {"in step", {100000, 133333}, 90000, {101000, 134333}, 90000, 1, 1, 1.0},
+             {"right 28 ms late", {100000, 133333}, -1, {128000, 161333}, -1, 1, 0, 5.333},
+             {"right 10 ms late", {100000, 133333}, -1, {110000, 143333}, -1, 1, 1, 10.0},
+             {"nothing new on the right", {100000, 133333}, -1, {}, 130000, 1, -1, 3.333},
+             {"no right camera", {100000, 133333}, -1, {}, -1, 1, -1, -1.0},
+             {"nothing new", {}, 100000, {}, 101000, -1, -1, 1.0}}) {
+        SCOPED_TRACE(c.what);
+        QCameraPairing::Choice const choice =
+            QCameraPairing::Choose(c.left, c.shownLeft, c.right, c.shownRight);
+        EXPECT_EQ(choice.left, c.l);
+        EXPECT_EQ(choice.right, c.r);
+        EXPECT_NEAR(choice.errorMs, c.errorMs, 0.001);
+    }
+}
+
+// Holding grabbers decode only the frame the pairing picks, and report its capture time.
+TEST_F(GrabberTest, HeldFramesAreDecodedOnlyWhenPicked) {
+    QCameraGrabCGContext left;
+    QCameraGrabCGContext right;
+    ASSERT_EQ(Open(left), noErr);
+    ASSERT_EQ(Open(right), noErr);
+    // The first picture of the scene builds its textures, which takes long.
+    ASSERT_TRUE(NextFrame(left));
+    ASSERT_TRUE(NextFrame(right));
+    left.SetHoldFramesForPairing(true);
+    right.SetHoldFramesForPairing(true);
+    for (int i = 0; i < 200 && (left.HeldFrameTimes().empty() || right.HeldFrameTimes().empty());
+         ++i) {
+        left.Idle();
+        right.Idle();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    ASSERT_FALSE(left.HeldFrameTimes().empty());
+    std::uint64_t const decoded = left.GetFrameStatistics().framesDecoded;
+    std::int64_t const heldUs = left.HeldFrameTimes().back();
+    QCameraPairing::Choice const choice = QCameraPairing::ShowBestPair(left, right);
+    EXPECT_EQ(left.GetFrameStatistics().framesDecoded, decoded + 1);
+    EXPECT_EQ(left.LastFrameCaptureMicroseconds(), heldUs);
+    EXPECT_TRUE(left.HeldFrameTimes().empty());
+    EXPECT_GE(choice.errorMs, 0.0);
+    EXPECT_LT(choice.errorMs, 34.0) << "no more than one frame apart";
+}
+
 TEST_F(GrabberTest, AGrabberWaitsForTheCameraItLostRatherThanTakingTheFirstThatOpens) {
     QCameraGrabCGContext grabber;
     ASSERT_EQ(Open(grabber), noErr);
@@ -251,6 +320,7 @@ TEST_F(GrabberTest, AGrabberWaitsForTheCameraItLostRatherThanTakingTheFirstThatO
     TestPatternBackEnd::Plug();
     AdvanceSeconds(1.1);
     EXPECT_EQ(grabber.Idle(), noErr);
+    EXPECT_EQ(Settle(grabber), noErr);
     ASSERT_NE(grabber.mVideoChannel, nullptr);
     EXPECT_EQ(Current(grabber), "Test Pattern Right") << "not the first camera in walk order";
 
@@ -258,6 +328,36 @@ TEST_F(GrabberTest, AGrabberWaitsForTheCameraItLostRatherThanTakingTheFirstThatO
     grabber.Close();
     ASSERT_EQ(Open(grabber), noErr);
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
+}
+
+// An eye on the test pattern takes a camera plugged in later: the one stored as its choice
+// first, otherwise any free one; the other eye keeps the test pattern.
+TEST_F(GrabberTest, AnEyeOnTheTestPatternTakesACameraPluggedInLater) {
+    for (bool const fRightWantsIt : {true, false}) {
+        SCOPED_TRACE(fRightWantsIt ? "stored as the right eye's choice" : "no stored choice");
+        QCameraGrabCGContext left;
+        QCameraGrabCGContext right;
+        ASSERT_EQ(Open(left), noErr);
+        ASSERT_EQ(Open(right), noErr);
+        if (fRightWantsIt) {
+            right.SetWantedCameraName(TestPatternBackEnd::kSpareInputName);
+        }
+        for (QCameraGrabCGContext* eye : {&left, &right}) {
+            eye->Idle();  // nothing new yet
+            EXPECT_FALSE(eye->IsOpeningCamera());
+        }
+        TestPatternBackEnd::Plug(TestPatternBackEnd::kSpare);
+        for (int tick = 0; tick < 3; ++tick) {
+            left.Idle();
+            right.Idle();
+            CaptureRegistry::Shared().Opener().Drain();
+        }
+        EXPECT_EQ(Current(left), fRightWantsIt ? "Test Pattern Left" : "Spare Camera");
+        EXPECT_EQ(Current(right), fRightWantsIt ? "Spare Camera" : "Test Pattern Right");
+        QCameraGrabCGContext& taker = fRightWantsIt ? right : left;
+        EXPECT_TRUE(NextFrame(taker));
+        TestPatternBackEnd::Unplug(TestPatternBackEnd::kSpare);
+    }
 }
 
 TEST_F(GrabberTest, NoReopeningWhenItIsTurnedOff) {
@@ -280,6 +380,7 @@ TEST_F(GrabberTest, NoReopeningWhenItIsTurnedOff) {
     EXPECT_EQ(grabber.mVideoChannel, nullptr);
     AdvanceSeconds(0.6);
     grabber.Idle();
+    Settle(grabber);
     EXPECT_NE(grabber.mVideoChannel, nullptr);
 
     // A grabber that never built a frame buffer never opens anything by itself.

@@ -28,6 +28,7 @@
 #include "app/DSCBroadcastControl.h"
 #include "app/DSCDocumentWindow.h"
 #include "app/DSCStereoView.h"
+#include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/imaging/CIContext.h"
@@ -40,9 +41,13 @@ using CallLog = std::vector<std::string>;
 class RecordingEyeView : public QCamGrabCGImageView {
 public:
     RecordingEyeView(CallLog& log, std::string name) : mLog(log), mName(std::move(name)) {}
-    bool cameraTimer(QTimer* timer) override {
-        mLog.push_back(mName + ".cameraTimer");
-        return QCamGrabCGImageView::cameraTimer(timer);
+    bool cameraGrab() override {
+        mLog.push_back(mName + ".cameraGrab");
+        return QCamGrabCGImageView::cameraGrab();
+    }
+    void cameraShowFrame() override {
+        mLog.push_back(mName + ".cameraShowFrame");
+        QCamGrabCGImageView::cameraShowFrame();
     }
 
 private:
@@ -125,8 +130,11 @@ TEST(MasterClockTick, GrabsLeftThenRightThenRedrawsThenBroadcastsTheKeptImage) {
     Rig rig;
     rig.stereo.mImage = SolidImage(4, 2, 0xFF102030u);
     rig.document.masterTimeClock(nullptr);
-    CallLog const expected = {"left.cameraTimer",
-                              "right.cameraTimer",
+    // Both eyes grab before either shows, so that their frames are paired in time.
+    CallLog const expected = {"left.cameraGrab",
+                              "right.cameraGrab",
+                              "left.cameraShowFrame",
+                              "right.cameraShowFrame",
                               "stereo.setNeedsDisplay",
                               "stereo.monitorImage",
                               "broadcast.isBroadcastEnabled",
@@ -147,7 +155,8 @@ TEST(MasterClockTick, GrabsLeftThenRightThenRedrawsThenBroadcastsTheKeptImage) {
 TEST(MasterClockTick, NothingIsBroadcastBeforeTheMonitorHasDrawnOrWhenDisabled) {
     Rig rig;
     rig.document.masterTimeClock(nullptr);
-    EXPECT_EQ(rig.log, (CallLog{"left.cameraTimer", "right.cameraTimer", "stereo.setNeedsDisplay",
+    EXPECT_EQ(rig.log, (CallLog{"left.cameraGrab", "right.cameraGrab", "left.cameraShowFrame",
+                                "right.cameraShowFrame", "stereo.setNeedsDisplay",
                                 "stereo.monitorImage"}));
     rig.log.clear();
     rig.stereo.mImage = SolidImage(2, 2, 0xFFFFFFFFu);
@@ -468,6 +477,8 @@ TEST_F(CameraChoiceTest, MenusFollowACameraThatVanishesAndComesBackByItself) {
 
     TestPatternBackEnd::Plug();
     sFakeMicroseconds += 1.5e6;
+    mDocument->masterTimeClock(nullptr);  // the capture worker is asked to open them
+    CaptureRegistry::Shared().Opener().Drain();
     mDocument->masterTimeClock(nullptr);
     EXPECT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Left");
     EXPECT_EQ(right->cameraPopUpButton()->currentText(), "Test Pattern Right");

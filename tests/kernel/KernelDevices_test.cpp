@@ -147,7 +147,11 @@ TEST(TwoWebcams, ALostEyeReopensItsCameraAfterThePeriodOnceItIsBack) {
         EXPECT_TRUE(IdleUntilFrames({&right}, 2));
     }
     ASSERT_TRUE(IdleUntil([] { return NodeName("/dev/video0") == "vivid-000-vid-cap"; }));
+    // The capture worker scans the nodes and opens the camera; a later tick takes it.
+    CaptureRegistry::Shared().Opener().Drain();
     sFakeMicroseconds += 1.1e6;
+    left.Idle();
+    CaptureRegistry::Shared().Opener().Drain();
     left.Idle();
     ASSERT_NE(left.mVideoChannel, nullptr);
     EXPECT_EQ(CurrentCamera(left), "vivid [platform:vivid-000]");

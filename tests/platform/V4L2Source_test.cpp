@@ -257,6 +257,11 @@ TEST_F(V4L2SourceTest, AsksForMJPEGAtTheRequestAndThirtyFramesASecond) {
     EXPECT_EQ(mCamera.interval.denominator, 30u);
     EXPECT_EQ(source.FramesPerSecond(), 30.0);
     EXPECT_EQ(source.Description().cType, kCodecMJPEG);
+    // Beside a camera that runs at 15, it is asked for 15 too.
+    V4L2Source inStep;
+    ASSERT_EQ(inStep.Open(mCamera.path, "USB Camera", 0, 640, 480, 15.0), noErr);
+    EXPECT_EQ(mCamera.interval.denominator, 15u);
+    EXPECT_EQ(inStep.FramesPerSecond(), 15.0);
 
     // A raw camera with padded rows: the driver's row length is kept.
     mCamera.formats = {{kCodecYUYV, {{640, 480}}}};

@@ -149,6 +149,11 @@ TEST(V4L2Formats, ThirtyFramesASecondWhereOffered) {
 
     ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen));
     EXPECT_EQ(chosen.denominator, 30u);
+    // The other eye's camera runs at 25: this one is asked for 25 where it offers it.
+    ASSERT_TRUE(V4L2Formats::ChooseInterval(Intervals({{1, 30}, {1, 25}, {1, 15}}), chosen, 25.0));
+    EXPECT_EQ(chosen.denominator, 25u);
+    ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen, 25.0));
+    EXPECT_EQ(chosen.denominator, 25u);
     ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 15}, {1, 1})}, chosen));
     EXPECT_EQ(chosen.denominator, 15u);
     EXPECT_FALSE(V4L2Formats::ChooseInterval({}, chosen));
@@ -219,6 +224,13 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
                   (std::vector<std::string>{"HD Pro Webcam C920 [2] / HD Pro Webcam C920 [2]",
                                             "Integrated Camera / Integrated Camera"}));
     }
+    // Twins on another bus (the kernel's vivid) keep their address as well.
+    std::vector<V4L2NodeAnswers> const vivid = {
+        Node(0, "vivid", "vivid", "platform:vivid-000", kCapture),
+        Node(1, "vivid", "vivid", "platform:vivid-001", kCapture)};
+    V4L2Naming::NameCameras(vivid, nullptr, &seen);
+    EXPECT_EQ(Names(V4L2Naming::NameCameras({vivid[1]}, nullptr, &seen)),
+              std::vector<std::string>{"vivid [platform:vivid-001] / vivid [platform:vivid-001]"});
     // Stored names are also matched without their port; the port is the end of bus_info.
     for (auto const& [name, model] : std::vector<std::pair<std::string, std::string>>{
              {"HD Pro Webcam C920 [2]", "HD Pro Webcam C920"},

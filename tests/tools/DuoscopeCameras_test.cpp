@@ -86,12 +86,12 @@ TEST(DuoscopeCameras, ClearFailures) {
     }
 }
 
-TEST(DuoscopeCameras, StereoReportsEachEyesRateAndTheirTimeApart) {
+TEST(DuoscopeCameras, StereoReportsEachEyesRateAndThePairingError) {
     ToolRun const run = RunTool("--stereo 'Test Pattern Left' 'Test Pattern Right' 0.5");
     ASSERT_EQ(run.status, 0) << run.output;
     EXPECT_NE(run.output.find("\"Test Pattern Right\": MJPG 640x480"), std::string::npos)
         << run.output;
-    EXPECT_NE(run.output.find("eyes apart in time"), std::string::npos);
+    EXPECT_NE(run.output.find("pairing error: "), std::string::npos) << run.output;
 }
 
 }  // namespace

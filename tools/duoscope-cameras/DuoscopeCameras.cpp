@@ -3,7 +3,7 @@
 //   duoscope-cameras --snapshot NAME FILE.png one frame of the camera NAME as a PNG
 //   duoscope-cameras --measure NAME SECONDS   delivered frame rate and decode time
 //   duoscope-cameras --stereo LEFT RIGHT SECONDS  two cameras ticked as the program ticks
-//                                                them: each eye's rate, the eyes' time apart
+//                                                them: each eye's rate, the pairing error
 
 #include <algorithm>
 #include <chrono>
@@ -17,6 +17,7 @@
 
 #include "CoreX/CoreMachDebugLog.h"
 #include "QClasses/QCameraGrabCGContext.h"
+#include "QClasses/QCameraPairing.h"
 #include "platform/capture/CaptureRegistry.h"
 
 char const* g_CoreMachDebug_LogPrefix = "duoscope-cameras";
@@ -44,8 +45,8 @@ int Usage() {
                  "usage: duoscope-cameras                          list the cameras\n"
                  "       duoscope-cameras --snapshot NAME FILE.png save one frame of camera NAME\n"
                  "       duoscope-cameras --measure NAME SECONDS   frame rate and decode time\n"
-                 "       duoscope-cameras --stereo LEFT RIGHT SECONDS  both eyes' rates and how "
-                 "far apart in time their frames are\n"
+                 "       duoscope-cameras --stereo LEFT RIGHT SECONDS  both eyes' rates and the "
+                 "pairing error (how far apart in time the frames shown together were taken)\n"
                  "NAME is a camera's name as the list shows it, for example \"Test Pattern "
                  "Left\".\n");
     return kExitUsage;
@@ -198,8 +199,9 @@ int Measure(char const* name, double seconds) {
     return statistics.framesDecoded != 0 ? kExitOk : kExitNoFrames;
 }
 
-// Both cameras idled once a tick, 30 ticks a second, as the program's clock does; after
-// each tick the capture times of the eyes' newest frames are compared.
+// Both cameras idled once a tick, 30 ticks a second, as the program's clock does, their
+// frames paired by capture time as the window pairs them; the pairing error is how far
+// apart in time the frames shown together were taken.
 int Stereo(char const* leftName, char const* rightName, double seconds) {
     QCameraGrabCGContext left;
     QCameraGrabCGContext right;
@@ -211,6 +213,8 @@ int Stereo(char const* leftName, char const* rightName, double seconds) {
     }
     left.ResetFrameStatistics();
     right.ResetFrameStatistics();
+    left.SetHoldFramesForPairing(true);
+    right.SetHoldFramesForPairing(true);
     auto const tick = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / 30));
     auto const start = Clock::now();
     auto const end = start + std::chrono::duration<double>(seconds);
@@ -225,10 +229,9 @@ int Stereo(char const* leftName, char const* rightName, double seconds) {
         if (right.Idle() == sgDeviceLostErr) {
             lostName = rightName;
         }
-        std::int64_t const leftUs = left.LastFrameCaptureMicroseconds();
-        std::int64_t const rightUs = right.LastFrameCaptureMicroseconds();
-        if (leftUs >= 0 && rightUs >= 0) {
-            double const apartMs = std::abs(static_cast<double>(leftUs - rightUs)) / 1000.0;
+        QCameraPairing::Choice const pair = QCameraPairing::ShowBestPair(left, right);
+        if (pair.errorMs >= 0.0) {
+            double const apartMs = pair.errorMs;
             apartSumMs += apartMs;
             apartMaxMs = std::max(apartMaxMs, apartMs);
             ++pairs;
@@ -246,7 +249,7 @@ int Stereo(char const* leftName, char const* rightName, double seconds) {
                     static_cast<unsigned long long>(statistics.framesDropped));
     }
     if (pairs != 0) {
-        std::printf("eyes apart in time: %.1f ms on average, %.1f ms at most, over %lld ticks\n",
+        std::printf("pairing error: %.1f ms on average, %.1f ms at most, over %lld ticks\n",
                     apartSumMs / static_cast<double>(pairs), apartMaxMs, pairs);
     }
     if (lostName != nullptr) {
