@@ -533,7 +533,7 @@ std::vector<QCameraGrabberBase::Camera> QCameraGrabberBase::RealCameras(std::str
 void QCameraGrabberBase::LookForRealCamera() {
     Str63 deviceName = {0};
     mVideoChannel->GetDeviceAndInputNames(nullptr, deviceName, nullptr);
-    if (PStr63ToString(deviceName) != TestPatternBackEnd::kDeviceName) {
+    if (PStr63View(deviceName) != TestPatternBackEnd::kDeviceName) {
         mSeenDevicesGeneration = ~std::uint64_t{0};  // looks again once on the test pattern
         return;
     }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "CoreX/CoreMachDebugLog.h"  // noErr, paramErr
@@ -134,6 +135,10 @@ inline bool PStr63Equal(Str63 const a, Str63 const b) {
 }
 inline std::string PStr63ToString(Str63 const name) {
     return std::string(reinterpret_cast<char const*>(name + 1), name[0]);
+}
+// The characters without a copy, for comparisons made on every tick.
+inline std::string_view PStr63View(Str63 const name) {
+    return std::string_view(reinterpret_cast<char const*>(name + 1), name[0]);
 }
 
 // A device list as the sequence grabber hands it out: devices in walk order, each with the
