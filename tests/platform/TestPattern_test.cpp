@@ -2,10 +2,8 @@
 // the eyes, exclusive inputs, unplugging, injected frames, and recording through a channel.
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <thread>
 #include <turbojpeg.h>
 #include <vector>
 
@@ -234,88 +232,6 @@ TEST_F(TestPatternTest, UnpluggingMakesOpenInputsVanish) {
     ASSERT_EQ(source->Start(), noErr);
     EXPECT_EQ(source->Grab(collector), noErr);
     EXPECT_EQ(collector.frames.size(), 1u);
-}
-
-std::int64_t SteadyMicroseconds() {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-void SleepUntilMicroseconds(std::int64_t timeUs) {
-    std::this_thread::sleep_until(
-        std::chrono::steady_clock::time_point(std::chrono::microseconds(timeUs)));
-}
-
-TEST_F(TestPatternTest, EyesGrabbedInOneTickShowOneMomentAcrossATickBoundary) {
-    CaptureDevice const device = Device();
-    std::unique_ptr<CaptureSource> left;
-    std::unique_ptr<CaptureSource> right;
-    ASSERT_EQ(device.backEnd->OpenInput(device, 0, 64, 48, left), noErr);
-    ASSERT_EQ(device.backEnd->OpenInput(device, 1, 64, 48, right), noErr);
-    ASSERT_EQ(left->Start(), noErr);
-    ASSERT_EQ(right->Start(), noErr);
-    FrameCollector leftFrames;
-    FrameCollector rightFrames;
-    ASSERT_EQ(left->Grab(leftFrames), noErr);
-    ASSERT_EQ(right->Grab(rightFrames), noErr);
-
-    // The left eye is grabbed just before a tick boundary and the right eye just after it,
-    // as a master-clock tick can fall. The boundaries are found by polling the right eye
-    // until a new frame comes.
-    constexpr std::int64_t kFrameUs = 1000000 / 30;
-    int pairs = 0;
-    for (int round = 0; round < 20 && pairs < 3; ++round) {
-        // Past the window in which the right eye follows the left one's last grab, then one
-        // grab that takes whatever tick it is.
-        std::this_thread::sleep_for(std::chrono::microseconds(kFrameUs / 2 + 2000));
-        std::int64_t lastMiss = SteadyMicroseconds();
-        right->Grab(rightFrames);
-        std::size_t count = rightFrames.times.size();
-        std::int64_t hit = 0;
-        for (int poll = 0; poll < 1000 && hit == 0; ++poll) {
-            std::int64_t const before = SteadyMicroseconds();
-            right->Grab(rightFrames);
-            if (rightFrames.times.size() > count) {
-                hit = SteadyMicroseconds();
-            } else {
-                lastMiss = before;
-                std::this_thread::sleep_for(std::chrono::microseconds(100));
-            }
-        }
-        ASSERT_NE(hit, 0) << "the right eye sent no frame for 100 ms";
-        std::int64_t const boundaryEarliest = lastMiss + kFrameUs;
-        std::int64_t const boundaryLatest = hit + kFrameUs + 1;
-        SleepUntilMicroseconds(boundaryEarliest - 2000);
-        std::size_t const leftCount = leftFrames.times.size();
-        std::int64_t const beforeLeft = SteadyMicroseconds();
-        left->Grab(leftFrames);
-        std::int64_t const afterLeft = SteadyMicroseconds();
-        SleepUntilMicroseconds(boundaryLatest + 1500);
-        count = rightFrames.times.size();
-        std::int64_t const beforeRight = SteadyMicroseconds();
-        right->Grab(rightFrames);
-        std::int64_t const afterRight = SteadyMicroseconds();
-        bool const fTimed = leftFrames.times.size() == leftCount + 1 &&
-                            afterLeft < boundaryEarliest && beforeRight > boundaryLatest &&
-                            afterRight - beforeLeft < kFrameUs / 2;
-        if (fTimed) {
-            ++pairs;
-            // The right eye already shows the moment the left one just took.
-            EXPECT_EQ(rightFrames.times.size(), count) << "the right eye moved on a tick";
-            EXPECT_EQ(rightFrames.times.back(), leftFrames.times.back());
-        }
-    }
-    if (pairs == 0) {
-        GTEST_SKIP() << "the machine was too busy to time the grabs around a tick boundary";
-    }
-
-    // Grabbed alone, well apart, each eye follows the clock.
-    SleepUntilMicroseconds(SteadyMicroseconds() + kFrameUs + 2000);
-    std::size_t const count = rightFrames.times.size();
-    ASSERT_EQ(right->Grab(rightFrames), noErr);
-    EXPECT_EQ(rightFrames.times.size(), count + 1);
-    EXPECT_GT(rightFrames.times.back(), leftFrames.times.back());
 }
 
 // ---- The component over it ----
