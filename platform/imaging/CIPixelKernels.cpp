@@ -101,26 +101,19 @@ void CIBilinearRow_C(uint32_t const* row0, uint32_t const* row1, uint32_t* dst, 
 
 void CIAffineBilinearRow_C(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
                            int width, CIAffineSpan const& span) {
-    int64_t const lastU = int64_t{span.lastColumn} << 16;
-    int64_t const lastV = int64_t{span.lastRow} << 16;
     int64_t u = span.u;
     int64_t v = span.v;
     for (int i = 0; i < width; ++i, u += span.stepU, v += span.stepV) {
-        int64_t const heldU = std::clamp(u, int64_t{0}, lastU);
-        int64_t const heldV = std::clamp(v, int64_t{0}, lastV);
-        int const x0 = static_cast<int>(heldU >> 16);
-        int const x1 = std::min(x0 + 1, span.lastColumn);
-        int const y0 = static_cast<int>(heldV >> 16);
-        int const y1 = std::min(y0 + 1, span.lastRow);
-        uint32_t const fx = static_cast<uint32_t>(heldU >> 8) & 0xFF;
-        uint32_t const fy = static_cast<uint32_t>(heldV >> 8) & 0xFF;
-        auto const* row0 = reinterpret_cast<uint32_t const*>(base + y0 * rowBytes);
-        auto const* row1 = reinterpret_cast<uint32_t const*>(base + y1 * rowBytes);
+        CIAffineTap const tap = CIAffineTapAt(base, rowBytes, span, u, v);
+        uint32_t const fx = tap.fx;
+        uint32_t const fy = tap.fy;
         uint32_t result = 0;
         for (int shift = 0; shift < 32; shift += 8) {
             auto const byte = [shift](uint32_t p) { return (p >> shift) & 0xFF; };
-            uint32_t const top = (byte(row0[x0]) * (256 - fx) + byte(row0[x1]) * fx + 128) >> 8;
-            uint32_t const bottom = (byte(row1[x0]) * (256 - fx) + byte(row1[x1]) * fx + 128) >> 8;
+            uint32_t const top =
+                (byte(tap.row0[tap.x0]) * (256 - fx) + byte(tap.row0[tap.x1]) * fx + 128) >> 8;
+            uint32_t const bottom =
+                (byte(tap.row1[tap.x0]) * (256 - fx) + byte(tap.row1[tap.x1]) * fx + 128) >> 8;
             result |= ((top * (256 - fy) + bottom * fy + 128) >> 8) << shift;
         }
         dst[i] = result;

@@ -3,6 +3,7 @@
 // SIMD form (_SSE2, in its own source file), the SIMD form chosen once by CPU feature. Tests
 // force the reference with CISetForceReferenceKernels(true) and compare the two.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -76,6 +77,28 @@ struct CIAffineSpan {
     int lastColumn;
     int lastRow;
 };
+// The four source pixels and the 8-bit weights of one sample at (u, v) in 16.16 fixed point,
+// held inside the span's picture: the one rule the reference and the vector forms share.
+struct CIAffineTap {
+    uint32_t const* row0;
+    uint32_t const* row1;
+    int x0, x1;
+    uint32_t fx, fy;
+};
+inline CIAffineTap CIAffineTapAt(unsigned char const* base, std::ptrdiff_t rowBytes,
+                                 CIAffineSpan const& span, int64_t u, int64_t v) {
+    int64_t const heldU = std::clamp(u, int64_t{0}, int64_t{span.lastColumn} << 16);
+    int64_t const heldV = std::clamp(v, int64_t{0}, int64_t{span.lastRow} << 16);
+    int const x0 = static_cast<int>(heldU >> 16);
+    int const y0 = static_cast<int>(heldV >> 16);
+    int const y1 = std::min(y0 + 1, span.lastRow);
+    return {reinterpret_cast<uint32_t const*>(base + y0 * rowBytes),
+            reinterpret_cast<uint32_t const*>(base + y1 * rowBytes),
+            x0,
+            std::min(x0 + 1, span.lastColumn),
+            static_cast<uint32_t>(heldU >> 8) & 0xFF,
+            static_cast<uint32_t>(heldV >> 8) & 0xFF};
+}
 void CIAffineBilinearRow_C(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
                            int width, CIAffineSpan const& span);
 void CIAffineBilinearRow_SSE2(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,

@@ -98,23 +98,18 @@ void CIBilinearRow_SSE2(uint32_t const* row0, uint32_t const* row1, uint32_t* ds
 
 void CIAffineBilinearRow_SSE2(unsigned char const* base, std::ptrdiff_t rowBytes, uint32_t* dst,
                               int width, CIAffineSpan const& span) {
-    int64_t const lastU = int64_t{span.lastColumn} << 16;
-    int64_t const lastV = int64_t{span.lastRow} << 16;
     __m128i const kZero = _mm_setzero_si128();
     __m128i const kHalf = _mm_set1_epi16(128);
     int64_t u = span.u;
     int64_t v = span.v;
     for (int i = 0; i < width; ++i, u += span.stepU, v += span.stepV) {
-        int64_t const heldU = std::clamp(u, int64_t{0}, lastU);
-        int64_t const heldV = std::clamp(v, int64_t{0}, lastV);
-        int const x0 = static_cast<int>(heldU >> 16);
-        int const x1 = std::min(x0 + 1, span.lastColumn);
-        int const y0 = static_cast<int>(heldV >> 16);
-        int const y1 = std::min(y0 + 1, span.lastRow);
-        int const fx = static_cast<int>(heldU >> 8) & 0xFF;
-        int const fy = static_cast<int>(heldV >> 8) & 0xFF;
-        auto const* row0 = reinterpret_cast<uint32_t const*>(base + y0 * rowBytes);
-        auto const* row1 = reinterpret_cast<uint32_t const*>(base + y1 * rowBytes);
+        CIAffineTap const tap = CIAffineTapAt(base, rowBytes, span, u, v);
+        uint32_t const* row0 = tap.row0;
+        uint32_t const* row1 = tap.row1;
+        int const x0 = tap.x0;
+        int const x1 = tap.x1;
+        int const fx = static_cast<int>(tap.fx);
+        int const fy = static_cast<int>(tap.fy);
         // 16-bit lanes: row 0's b, g, r, a, then row 1's; one register per column.
         __m128i const left =
             _mm_unpacklo_epi8(_mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int>(row0[x0])),
