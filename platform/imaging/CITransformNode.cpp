@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "platform/imaging/CIPixelKernels.h"
 #include "platform/imaging/CIRenderState.h"
@@ -13,6 +14,22 @@ bool IsWhole(double value) {
 }
 
 bool IsUnit(double value) { return value == 1.0 || value == -1.0; }
+
+// Blackens the pixels before and after the run of `out` for which `insideAt(i)` holds (one
+// run: the sample moves along a straight line through a rectangle) and returns the run as
+// [begin, end).
+template <typename InsideAt>
+std::pair<int, int> BlackenOutsideRun(uint32_t* out, int count, InsideAt const& insideAt) {
+    int begin = 0;
+    int end = count;
+    while (begin < end && !insideAt(begin)) {
+        out[begin++] = 0;
+    }
+    while (end > begin && !insideAt(end - 1)) {
+        out[--end] = 0;
+    }
+    return {begin, end};
+}
 
 }  // namespace
 
@@ -156,14 +173,7 @@ uint32_t const* CITransformNode::sampledRow(CIRenderState& state, int y, int x, 
             int64_t const sample = sampleU + int64_t{i} * stepU;
             return sample >= insideLeft && sample < insideRight;
         };
-        int begin = 0;
-        int end = count;
-        while (begin < end && !insideAt(begin)) {
-            out[begin++] = 0;
-        }
-        while (end > begin && !insideAt(end - 1)) {
-            out[--end] = 0;
-        }
+        auto const [begin, end] = BlackenOutsideRun(out, count, insideAt);
         int64_t const heldV = std::clamp(sampleV, clampTop, clampBottom);
         int const y0 = static_cast<int>(heldV >> 16);
         int64_t const left = int64_t{view.region.left()} << 16;
@@ -181,14 +191,7 @@ uint32_t const* CITransformNode::sampledRow(CIRenderState& state, int y, int x, 
         int64_t const v = sampleV + int64_t{i} * stepV;
         return u >= insideLeft && u < insideRight && v >= insideTop && v < insideBottom;
     };
-    int begin = 0;
-    int end = count;
-    while (begin < end && !insideAt(begin)) {
-        out[begin++] = 0;
-    }
-    while (end > begin && !insideAt(end - 1)) {
-        out[--end] = 0;
-    }
+    auto const [begin, end] = BlackenOutsideRun(out, count, insideAt);
     // Positions measured from the first pixel that may be sampled.
     CIAffineSpan const span{sampleU + int64_t{begin} * stepU - clampLeft,
                             sampleV + int64_t{begin} * stepV - clampTop,
