@@ -16,6 +16,19 @@ QRectF PictureExtent(QRect const& eye, CIVIZStereoFormat format) {
     return QRectF(eye.topLeft(), QSizeF(CIVIZStereoFormatPictureSize(format, eye.size())));
 }
 
+// Two scratch rows of `count` pixels for an output row made from two source rows; false,
+// with `out` left black, when the render state has none left.
+bool TakeTwoScratchRows(CIRenderState& state, int count, uint32_t* out, uint32_t*& first,
+                        uint32_t*& second) {
+    first = state.takeScratch(count);
+    second = state.takeScratch(count);
+    if (first == nullptr || second == nullptr) {
+        std::fill_n(out, count, 0u);
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 CIVIZStereoLayoutNode::CIVIZStereoLayoutNode(std::shared_ptr<CIImageNode const> left,
@@ -111,10 +124,9 @@ uint32_t const* CIVIZStereoLayoutNode::rowInside(CIRenderState& state, int y, in
             CIImageNode const& eye = py < half ? first : second;
             int const top = mEye.top() + 2 * (py < half ? py : py - half);
             CIRenderState::Scope scope(state);
-            uint32_t* upper = state.takeScratch(count);
-            uint32_t* lower = state.takeScratch(count);
-            if (upper == nullptr || lower == nullptr) {
-                std::fill_n(out, count, 0u);
+            uint32_t* upper = nullptr;
+            uint32_t* lower = nullptr;
+            if (!TakeTwoScratchRows(state, count, out, upper, lower)) {
                 return out;
             }
             StereoAverageRows(eye.row(state, top, x, count, upper),
@@ -128,10 +140,9 @@ uint32_t const* CIVIZStereoLayoutNode::rowInside(CIRenderState& state, int y, in
             int const phase =
                 mFormat == CIVIZStereoFormat::kCheckerboard ? ((px + py) & 1) : (px & 1);
             CIRenderState::Scope scope(state);
-            uint32_t* a = state.takeScratch(count);
-            uint32_t* b = state.takeScratch(count);
-            if (a == nullptr || b == nullptr) {
-                std::fill_n(out, count, 0u);
+            uint32_t* a = nullptr;
+            uint32_t* b = nullptr;
+            if (!TakeTwoScratchRows(state, count, out, a, b)) {
                 return out;
             }
             StereoAlternateRow(first.row(state, y, x, count, a), second.row(state, y, x, count, b),
