@@ -2,9 +2,7 @@
 // document window (offscreen unless a display is chosen).
 
 #include <algorithm>
-#include <cstdlib>
 
-#include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
@@ -43,13 +41,3 @@ void BM_MasterClockRate(benchmark::State& state) {
 BENCHMARK(BM_MasterClockRate)->UseManualTime()->Iterations(1)->Unit(benchmark::kSecond);
 
 }  // namespace
-
-int main(int argc, char** argv) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

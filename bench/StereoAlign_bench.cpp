@@ -5,7 +5,6 @@
 //
 //   build/bench/StereoAlign_bench
 
-#include <QApplication>
 #include <QImage>
 #include <QTransform>
 
@@ -91,12 +90,3 @@ void BM_ColorMatchEstimate(benchmark::State& state) {
 BENCHMARK(BM_ColorMatchEstimate)->Unit(benchmark::kMillisecond);
 
 }  // namespace
-
-int main(int argc, char** argv) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

@@ -8,12 +8,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 #include <thread>
 #include <vector>
-
-#include <QApplication>
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +18,6 @@
 #include "bench/support/StereoRig.h"
 #include "platform/capture/CaptureRegistry.h"
 #include "platform/capture/TestPatternBackEnd.h"
-
 
 namespace {
 
@@ -159,12 +155,3 @@ void BM_CameraMenuRebuild(benchmark::State& state) {
 BENCHMARK(BM_CameraMenuRebuild)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
-
-int main(int argc, char** argv) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
