@@ -129,11 +129,34 @@ int DistinctColours(CoreGraphics::BitmapContext const& bitmap) {
 PictureWriter::PictureWriter(std::string const& devicePath, std::uint32_t pixelFormat, int width,
                              int height, std::vector<std::uint8_t> frame)
     : mFrame(std::move(frame)) {
-    int const fd = ::open(devicePath.c_str(), O_RDWR | O_CLOEXEC);
-    if (fd < 0) {
-        std::printf("PictureWriter: cannot open %s: %s\n", devicePath.c_str(), std::strerror(errno));
+    ScopedFd fd(::open(devicePath.c_str(), O_RDWR | O_CLOEXEC));
+    char const* failure =
+        fd.IsOpen() ? Start(fd.Get(), pixelFormat, width, height) : "cannot open it";
+    if (failure != nullptr) {
+        std::printf("PictureWriter: %s: %s\n", devicePath.c_str(), failure);
         return;
     }
+    mFd = std::move(fd);
+    mThread = std::thread([this] {
+        while (!mStop.load()) {
+            pollfd ready{mFd.Get(), POLLOUT, 0};
+            if (::poll(&ready, 1, 100) <= 0) {
+                continue;
+            }
+            v4l2_buffer buffer{};
+            buffer.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+            buffer.memory = V4L2_MEMORY_MMAP;
+            if (V4L2Ioctl(mFd.Get(), VIDIOC_DQBUF, &buffer) != 0) {
+                continue;
+            }
+            buffer.bytesused = static_cast<std::uint32_t>(mFrame.size());
+            V4L2Ioctl(mFd.Get(), VIDIOC_QBUF, &buffer);
+            ++mFramesWritten;
+        }
+    });
+}
+
+char const* PictureWriter::Start(int fd, std::uint32_t pixelFormat, int width, int height) {
     v4l2_format format{};
     format.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
     format.fmt.pix.pixelformat = pixelFormat;
@@ -141,12 +164,8 @@ PictureWriter::PictureWriter(std::string const& devicePath, std::uint32_t pixelF
     format.fmt.pix.height = static_cast<std::uint32_t>(height);
     format.fmt.pix.field = V4L2_FIELD_NONE;
     format.fmt.pix.sizeimage = static_cast<std::uint32_t>(mFrame.size());
-    int const err = V4L2Ioctl(fd, VIDIOC_S_FMT, &format);
-    if (err != 0) {
-        std::printf("PictureWriter: %s refuses the format: %s\n", devicePath.c_str(),
-                    std::strerror(-err));
-        ::close(fd);
-        return;
+    if (V4L2Ioctl(fd, VIDIOC_S_FMT, &format) != 0) {
+        return "the format is refused";
     }
     // Streams through memory-mapped buffers that all hold the frame: each one dequeued
     // goes straight back. (vivid's output has no write().)
@@ -155,9 +174,7 @@ PictureWriter::PictureWriter(std::string const& devicePath, std::uint32_t pixelF
     request.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
     request.memory = V4L2_MEMORY_MMAP;
     if (V4L2Ioctl(fd, VIDIOC_REQBUFS, &request) != 0 || request.count == 0) {
-        std::printf("PictureWriter: %s: no buffers\n", devicePath.c_str());
-        ::close(fd);
-        return;
+        return "no buffers";
     }
     for (std::uint32_t index = 0; index < request.count; ++index) {
         v4l2_buffer buffer{};
@@ -165,12 +182,10 @@ PictureWriter::PictureWriter(std::string const& devicePath, std::uint32_t pixelF
         buffer.memory = V4L2_MEMORY_MMAP;
         buffer.index = index;
         V4L2Ioctl(fd, VIDIOC_QUERYBUF, &buffer);
-        void* data = ::mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
-                            buffer.m.offset);
+        void* data =
+            ::mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd, buffer.m.offset);
         if (data == MAP_FAILED || buffer.length < mFrame.size()) {
-            std::printf("PictureWriter: %s: cannot map buffer %u\n", devicePath.c_str(), index);
-            ::close(fd);
-            return;
+            return "cannot map a buffer";
         }
         std::memcpy(data, mFrame.data(), mFrame.size());
         ::munmap(data, buffer.length);
@@ -178,29 +193,7 @@ PictureWriter::PictureWriter(std::string const& devicePath, std::uint32_t pixelF
         V4L2Ioctl(fd, VIDIOC_QBUF, &buffer);
     }
     int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
-    if (V4L2Ioctl(fd, VIDIOC_STREAMON, &type) != 0) {
-        std::printf("PictureWriter: %s: cannot stream\n", devicePath.c_str());
-        ::close(fd);
-        return;
-    }
-    mFd = fd;
-    mThread = std::thread([this] {
-        while (!mStop.load()) {
-            pollfd ready{mFd, POLLOUT, 0};
-            if (::poll(&ready, 1, 100) <= 0) {
-                continue;
-            }
-            v4l2_buffer buffer{};
-            buffer.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
-            buffer.memory = V4L2_MEMORY_MMAP;
-            if (V4L2Ioctl(mFd, VIDIOC_DQBUF, &buffer) != 0) {
-                continue;
-            }
-            buffer.bytesused = static_cast<std::uint32_t>(mFrame.size());
-            V4L2Ioctl(mFd, VIDIOC_QBUF, &buffer);
-            ++mFramesWritten;
-        }
-    });
+    return V4L2Ioctl(fd, VIDIOC_STREAMON, &type) == 0 ? nullptr : "cannot stream";
 }
 
 PictureWriter::~PictureWriter() {
@@ -208,19 +201,9 @@ PictureWriter::~PictureWriter() {
     if (mThread.joinable()) {
         mThread.join();
     }
-    if (mFd >= 0) {
+    if (mFd.IsOpen()) {
         int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
-        V4L2Ioctl(mFd, VIDIOC_STREAMOFF, &type);
-        ::close(mFd);
-    }
-}
-
-LoopbackReader::~LoopbackReader() {
-    for (auto const& [data, length] : mBuffers) {
-        ::munmap(data, length);
-    }
-    if (mFd >= 0) {
-        ::close(mFd);
+        V4L2Ioctl(mFd.Get(), VIDIOC_STREAMOFF, &type);
     }
 }
 
@@ -228,21 +211,17 @@ bool LoopbackReader::Open(int width, int height) {
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     v4l2_format format{};
     format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    while (mFd < 0) {
-        int const fd = ::open(mDevicePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    while (!mFd.IsOpen()) {
+        ScopedFd fd(::open(mDevicePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
         v4l2_capability capability{};
-        if (fd >= 0 && V4L2Ioctl(fd, VIDIOC_QUERYCAP, &capability) == 0 &&
+        if (fd.IsOpen() && V4L2Ioctl(fd.Get(), VIDIOC_QUERYCAP, &capability) == 0 &&
             (capability.device_caps & V4L2_CAP_VIDEO_CAPTURE) != 0 &&
-            V4L2Ioctl(fd, VIDIOC_G_FMT, &format) == 0) {
-            mFd = fd;
-        } else if (fd >= 0) {
-            ::close(fd);
-        }
-        if (mFd < 0 && std::chrono::steady_clock::now() > deadline) {
+            V4L2Ioctl(fd.Get(), VIDIOC_G_FMT, &format) == 0) {
+            mFd = std::move(fd);
+        } else if (std::chrono::steady_clock::now() > deadline) {
             std::printf("%s never became a camera\n", mDevicePath.c_str());
             return false;
-        }
-        if (mFd < 0) {
+        } else {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
     }
@@ -256,7 +235,7 @@ bool LoopbackReader::Open(int width, int height) {
     request.count = 4;
     request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     request.memory = V4L2_MEMORY_MMAP;
-    if (V4L2Ioctl(mFd, VIDIOC_REQBUFS, &request) != 0 || request.count == 0) {
+    if (V4L2Ioctl(mFd.Get(), VIDIOC_REQBUFS, &request) != 0 || request.count == 0) {
         return false;
     }
     for (std::uint32_t index = 0; index < request.count; ++index) {
@@ -264,29 +243,25 @@ bool LoopbackReader::Open(int width, int height) {
         buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
         buffer.memory = V4L2_MEMORY_MMAP;
         buffer.index = index;
-        if (V4L2Ioctl(mFd, VIDIOC_QUERYBUF, &buffer) != 0) {
+        if (V4L2Ioctl(mFd.Get(), VIDIOC_QUERYBUF, &buffer) != 0 ||
+            mBuffers.emplace_back().Map(mFd.Get(), buffer.length, buffer.m.offset) != 0) {
             return false;
         }
-        void* data = ::mmap(nullptr, buffer.length, PROT_READ, MAP_SHARED, mFd, buffer.m.offset);
-        if (data == MAP_FAILED) {
-            return false;
-        }
-        mBuffers.emplace_back(data, buffer.length);
-        V4L2Ioctl(mFd, VIDIOC_QBUF, &buffer);
+        V4L2Ioctl(mFd.Get(), VIDIOC_QBUF, &buffer);
     }
     int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    return V4L2Ioctl(mFd, VIDIOC_STREAMON, &type) == 0;
+    return V4L2Ioctl(mFd.Get(), VIDIOC_STREAMON, &type) == 0;
 }
 
 bool LoopbackReader::Read(std::vector<std::uint8_t>& frame, int timeoutMs) {
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (mFd >= 0 && std::chrono::steady_clock::now() < deadline) {
-        pollfd ready{mFd, POLLIN, 0};
+    while (mFd.IsOpen() && std::chrono::steady_clock::now() < deadline) {
+        pollfd ready{mFd.Get(), POLLIN, 0};
         ::poll(&ready, 1, 20);
         v4l2_buffer buffer{};
         buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
         buffer.memory = V4L2_MEMORY_MMAP;
-        int const err = V4L2Ioctl(mFd, VIDIOC_DQBUF, &buffer);
+        int const err = V4L2Ioctl(mFd.Get(), VIDIOC_DQBUF, &buffer);
         if (err == -EAGAIN) {
             continue;
         }
@@ -294,10 +269,10 @@ bool LoopbackReader::Read(std::vector<std::uint8_t>& frame, int timeoutMs) {
             std::printf("reading %s: %s\n", mDevicePath.c_str(), std::strerror(-err));
             return false;
         }
-        auto const* data = static_cast<std::uint8_t const*>(mBuffers[buffer.index].first);
-        frame.assign(data,
-                     data + std::min<std::size_t>(buffer.bytesused, mBuffers[buffer.index].second));
-        V4L2Ioctl(mFd, VIDIOC_QBUF, &buffer);
+        MappedBuffer const& mapped = mBuffers[buffer.index];
+        frame.assign(mapped.Data(),
+                     mapped.Data() + std::min<std::size_t>(buffer.bytesused, mapped.Length()));
+        V4L2Ioctl(mFd.Get(), VIDIOC_QBUF, &buffer);
         return true;
     }
     return false;
@@ -309,18 +284,39 @@ std::vector<std::uint8_t> ToYUYV(std::vector<std::uint8_t> const& argb, int widt
     return yuyv;
 }
 
+std::vector<std::uint8_t> FromYUYV(std::vector<std::uint8_t> const& yuyv, int width, int height) {
+    std::vector<std::uint8_t> argb(std::size_t(width) * height * 4);
+    libyuv::YUY2ToARGB(yuyv.data(), width * 2, argb.data(), width * 4, width, height);
+    return argb;
+}
+
 std::vector<std::uint8_t> Mirrored(std::vector<std::uint8_t> const& argb, int width, int height) {
     std::vector<std::uint8_t> mirrored(argb.size());
     libyuv::ARGBMirror(argb.data(), width * 4, mirrored.data(), width * 4, width, height);
     return mirrored;
 }
 
+LoopedPictureCameras::LoopedPictureCameras()
+    : leftPicture(CaptureTestFrames::Picture(640, 480)),
+      rightPicture(Mirrored(leftPicture, 640, 480)),
+      leftSensor("/dev/video1", kCodecYUYV, 640, 480, ToYUYV(leftPicture, 640, 480)),
+      rightSensor("/dev/video3", kCodecYUYV, 640, 480, ToYUYV(rightPicture, 640, 480)) {
+    // vivid also writes text over the picture unless told not to.
+    auto const loop = [](char const* capturePath) {
+        ScopedFd fd(::open(capturePath, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        return fd.IsOpen() && SetControlByName(fd.Get(), "Loop Video", 1) &&
+               SetControlByName(fd.Get(), "OSD Text Mode", 2);
+    };
+    fLooping = leftSensor.IsWriting() && rightSensor.IsWriting() && loop("/dev/video0") &&
+               loop("/dev/video2");
+}
+
 double DifferenceFrom(CoreGraphics::BitmapContext const& bitmap,
                       std::vector<std::uint8_t> const& argb) {
     int const width = static_cast<int>(bitmap.mImageWidth);
-    return CaptureTestFrames::MeanDifference(bitmap.mImageDataBytes,
-                                             static_cast<int>(bitmap.mImageRowBytes), argb.data(),
-                                             width * 4, width, static_cast<int>(bitmap.mImageHeight));
+    return CaptureTestFrames::MeanDifference(
+        bitmap.mImageDataBytes, static_cast<int>(bitmap.mImageRowBytes), argb.data(), width * 4,
+        width, static_cast<int>(bitmap.mImageHeight));
 }
 
 void SaveForPeople(CoreGraphics::BitmapContext const& bitmap, char const* fileName) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "QClasses/QCameraGrabCGContext.h"
+#include "platform/capture/V4L2Resources.h"
 
 namespace KernelDeviceSupport {
 
@@ -44,11 +45,14 @@ public:
     PictureWriter(std::string const& devicePath, std::uint32_t pixelFormat, int width, int height,
                   std::vector<std::uint8_t> frame);
     ~PictureWriter();
-    bool IsWriting() const { return mFd >= 0; }
+    bool IsWriting() const { return mFd.IsOpen(); }
     int FramesWritten() const { return mFramesWritten.load(); }
 
 private:
-    int mFd = -1;
+    // The format, buffers that all hold the frame, and streaming; the failure, or null.
+    char const* Start(int fd, std::uint32_t pixelFormat, int width, int height);
+
+    ScopedFd mFd;
     std::vector<std::uint8_t> mFrame;
     std::atomic<bool> mStop{false};
     std::atomic<int> mFramesWritten{0};
@@ -61,7 +65,6 @@ private:
 class LoopbackReader {
 public:
     explicit LoopbackReader(std::string devicePath) : mDevicePath(std::move(devicePath)) {}
-    ~LoopbackReader();
     // Waits up to 60 s for the node to offer YUYV width x height, then starts streaming.
     bool Open(int width, int height);
     // The next frame; false when none comes within `timeoutMs`.
@@ -69,14 +72,30 @@ public:
 
 private:
     std::string mDevicePath;
-    int mFd = -1;
-    std::vector<std::pair<void*, std::size_t>> mBuffers;
+    ScopedFd mFd;
+    std::vector<MappedBuffer> mBuffers;  // unmapped before the descriptor closes
 };
 
-// 32-bit ARGB (bytes B, G, R, A) to YUYV, as a camera would send it.
+// 32-bit ARGB (bytes B, G, R, A) to YUYV, as a camera would send it, and back.
 std::vector<std::uint8_t> ToYUYV(std::vector<std::uint8_t> const& argb, int width, int height);
+std::vector<std::uint8_t> FromYUYV(std::vector<std::uint8_t> const& yuyv, int width, int height);
 // The picture mirrored left to right: a second known picture unlike the first.
 std::vector<std::uint8_t> Mirrored(std::vector<std::uint8_t> const& argb, int width, int height);
+// Two vivid instances with their HDMI outputs looped into their capture nodes (/dev/video0
+// and /dev/video2): 640 x 480 cameras showing a known picture and its mirror image.
+struct LoopedPictureCameras {
+    LoopedPictureCameras();
+    bool IsLooping() const { return fLooping; }
+
+    std::vector<std::uint8_t> const leftPicture;
+    std::vector<std::uint8_t> const rightPicture;
+    PictureWriter leftSensor;
+    PictureWriter rightSensor;
+
+private:
+    bool fLooping = false;
+};
+
 // Mean absolute difference of a grabber's picture from `argb` (same size).
 double DifferenceFrom(CoreGraphics::BitmapContext const& bitmap,
                       std::vector<std::uint8_t> const& argb);

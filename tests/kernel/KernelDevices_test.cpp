@@ -36,14 +36,6 @@ using namespace KernelDeviceSupport;
 
 constexpr SGRect kFrameRect = {0, 0, 480, 640};
 
-// Turns on the looping of an instance's output into its capture node.
-bool LoopVideo(char const* capturePath) {
-    ScopedFd fd(::open(capturePath, O_RDWR | O_NONBLOCK | O_CLOEXEC));
-    // vivid also writes text over the picture unless told not to.
-    return fd.IsOpen() && SetControlByName(fd.Get(), "Loop Video", 1) &&
-           SetControlByName(fd.Get(), "OSD Text Mode", 2);
-}
-
 std::vector<CaptureDevice> V4L2Devices() {
     std::vector<CaptureDevice> devices;
     CaptureRegistry::Shared().V4L2().ListDevices(devices);
@@ -164,12 +156,8 @@ TEST(TwoWebcams, ALostEyeReopensItsCameraAfterThePeriodOnceItIsBack) {
 // rows as long as the pixels and with padded rows (vivid pads when asked), so a decoder
 // that mixes up the eyes or ignores the driver's row length fails here.
 TEST(LoopedCameras, EachEyeDecodesItsOwnKnownPicture) {
-    std::vector<std::uint8_t> const leftPicture = CaptureTestFrames::Picture(640, 480);
-    std::vector<std::uint8_t> const rightPicture = Mirrored(leftPicture, 640, 480);
-    PictureWriter leftSensor("/dev/video1", kCodecYUYV, 640, 480, ToYUYV(leftPicture, 640, 480));
-    PictureWriter rightSensor("/dev/video3", kCodecYUYV, 640, 480, ToYUYV(rightPicture, 640, 480));
-    ASSERT_TRUE(leftSensor.IsWriting() && rightSensor.IsWriting());
-    ASSERT_TRUE(LoopVideo("/dev/video0") && LoopVideo("/dev/video2"));
+    LoopedPictureCameras const cameras;
+    ASSERT_TRUE(cameras.IsLooping());
 
     for (std::uint32_t const rowBytes : {0u, 1600u}) {
         SCOPED_TRACE("rows asked for: " + std::to_string(rowBytes));
@@ -184,14 +172,14 @@ TEST(LoopedCameras, EachEyeDecodesItsOwnKnownPicture) {
         ASSERT_TRUE(IdleUntilFrames({&left, &right}, 3));
         EXPECT_EQ(left.mCameraImageDesc.cType, kCodecYUYV);
         EXPECT_EQ(left.mCameraImageDesc.bytesPerLine, rowBytes == 0 ? 1280 : int(rowBytes));
-        EXPECT_LT(DifferenceFrom(left.mCamContext, leftPicture), 3.0);
-        EXPECT_LT(DifferenceFrom(right.mCamContext, rightPicture), 3.0);
+        EXPECT_LT(DifferenceFrom(left.mCamContext, cameras.leftPicture), 3.0);
+        EXPECT_LT(DifferenceFrom(right.mCamContext, cameras.rightPicture), 3.0);
         if (Test::HasFailure()) {
             SaveForPeople(left.mCamContext, "looped-left.png");
             SaveForPeople(right.mCamContext, "looped-right.png");
         }
     }
-    EXPECT_GT(leftSensor.FramesWritten(), 0);
+    EXPECT_GT(cameras.leftSensor.FramesWritten(), 0);
 }
 
 // An MJPEG camera: a loopback node that a writer feeds with JPEG frames of a known picture.

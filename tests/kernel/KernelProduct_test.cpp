@@ -23,7 +23,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <libyuv.h>
 #include <linux/videodev2.h>
 
 #include "CocoaX/CIVIZStereoMuxKernel.h"
@@ -58,24 +57,8 @@ std::vector<std::uint8_t> Anaglyph(std::vector<std::uint8_t> const& left,
 
 double DifferenceFromYUYV(std::vector<std::uint8_t> const& yuyv,
                           std::vector<std::uint8_t> const& argb) {
-    std::vector<std::uint8_t> decoded(argb.size());
-    libyuv::YUY2ToARGB(yuyv.data(), kWidth * 2, decoded.data(), kWidth * 4, kWidth, kHeight);
-    return CaptureTestFrames::MeanDifference(decoded.data(), kWidth * 4, argb.data(), kWidth * 4,
-                                             kWidth, kHeight);
-}
-
-void SaveYUYVForPeople(std::vector<std::uint8_t> const& yuyv, char const* fileName) {
-    if (yuyv.size() == std::size_t(kWidth) * kHeight * 2) {
-        std::vector<std::uint8_t> argb(std::size_t(kWidth) * kHeight * 4);
-        libyuv::YUY2ToARGB(yuyv.data(), kWidth * 2, argb.data(), kWidth * 4, kWidth, kHeight);
-        SaveForPeople(argb.data(), kWidth, kHeight, kWidth * 4, fileName);
-    }
-}
-
-bool LoopVideo(char const* capturePath) {
-    ScopedFd fd(::open(capturePath, O_RDWR | O_NONBLOCK | O_CLOEXEC));
-    return fd.IsOpen() && SetControlByName(fd.Get(), "Loop Video", 1) &&
-           SetControlByName(fd.Get(), "OSD Text Mode", 2);
+    return CaptureTestFrames::MeanDifference(FromYUYV(yuyv, kWidth, kHeight).data(), kWidth * 4,
+                                             argb.data(), kWidth * 4, kWidth, kHeight);
 }
 
 // True when, within a few frames, the reader gets the "not broadcasting" picture, and then
@@ -97,7 +80,10 @@ bool ReadsOnlyTheStillPictureAfterAWhile(LoopbackReader& reader) {
         if (!reader.Read(frame, 2000) || frame != device.StillPictureYUYV()) {
             std::printf("after %d still frames: %s\n", stillFrames,
                         frame.empty() ? "no frame" : "another picture");
-            SaveYUYVForPeople(frame, "after-still.png");
+            if (frame.size() == std::size_t(kWidth) * kHeight * 2) {
+                SaveForPeople(FromYUYV(frame, kWidth, kHeight).data(), kWidth, kHeight, kWidth * 4,
+                              "after-still.png");
+            }
             return false;
         }
         ++stillFrames;
@@ -106,14 +92,8 @@ bool ReadsOnlyTheStillPictureAfterAWhile(LoopbackReader& reader) {
 }
 
 TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
-    std::vector<std::uint8_t> const leftPicture = CaptureTestFrames::Picture(kWidth, kHeight);
-    std::vector<std::uint8_t> const rightPicture = Mirrored(leftPicture, kWidth, kHeight);
-    PictureWriter leftSensor("/dev/video1", kCodecYUYV, kWidth, kHeight,
-                             ToYUYV(leftPicture, kWidth, kHeight));
-    PictureWriter rightSensor("/dev/video3", kCodecYUYV, kWidth, kHeight,
-                              ToYUYV(rightPicture, kWidth, kHeight));
-    ASSERT_TRUE(leftSensor.IsWriting() && rightSensor.IsWriting());
-    ASSERT_TRUE(LoopVideo("/dev/video0") && LoopVideo("/dev/video2"));
+    LoopedPictureCameras const cameras;
+    ASSERT_TRUE(cameras.IsLooping());
 
     // Both eyes combined on the monitor, broadcasting on and open to other programs, each eye
     // on its camera.
@@ -136,7 +116,7 @@ TEST(LoopedCameras, TheApplicationBroadcastsTheAnaglyphThenTheStillPicture) {
     auto reader = std::make_unique<LoopbackReader>(kVirtualCamera);
     bool const fOpened = reader->Open(kWidth, kHeight);
     EXPECT_TRUE(fOpened) << kVirtualCamera << " never became a YUYV 640 x 480 camera";
-    std::vector<std::uint8_t> const expected = Anaglyph(leftPicture, rightPicture);
+    auto const expected = Anaglyph(cameras.leftPicture, cameras.rightPicture);
     std::vector<std::uint8_t> frame;
     double best = 1e9;
     auto const deadline = Clock::now() + std::chrono::seconds(60);
