@@ -79,7 +79,7 @@ protected:
     }
 };
 
-TEST_F(GrabberTest, DefaultCamerasGoLeftThenRightThenNone) {
+TEST_F(GrabberTest, DefaultCamerasGoLeftThenRightThenNoneAndHeldFramesAreDecodedWhenPicked) {
     QCameraGrabCGContext left;
     QCameraGrabCGContext right;
     QCameraGrabCGContext third;
@@ -91,9 +91,7 @@ TEST_F(GrabberTest, DefaultCamerasGoLeftThenRightThenNone) {
     EXPECT_EQ(third.mVideoChannel, nullptr);
     EXPECT_NE(third.mComponent, nullptr);
 
-    // The frame buffer: 640 x 480 ARGB, black until the first frame, then the picture.
-    EXPECT_EQ(left.mCamContext.mImageWidth, 640u);
-    EXPECT_EQ(left.mCamContext.mImageRowBytes, 2560u);
+    // The frame buffer is black until the first frame, then the picture.
     std::vector<std::uint8_t> const black = Pixels(left);
     EXPECT_EQ(black[0], 0);
     EXPECT_EQ(black[3], 255);
@@ -101,13 +99,30 @@ TEST_F(GrabberTest, DefaultCamerasGoLeftThenRightThenNone) {
     ASSERT_TRUE(NextFrame(right));
     EXPECT_NE(Pixels(left), black);
     EXPECT_NE(Pixels(left), Pixels(right));
-    EXPECT_EQ(left.mCameraImageDesc.cType, kCodecMJPEG);
-    EXPECT_EQ(left.mCameraImageDesc.width, 640);
     // Decoded pixels are opaque.
     EXPECT_EQ(Pixels(left)[4 * 1000 + 3], 255);
+
+    // Holding grabbers decode only the frame the pairing picks, and report its capture time.
+    left.SetHoldFramesForPairing(true);
+    right.SetHoldFramesForPairing(true);
+    for (int i = 0; i < 200 && (left.HeldFrameTimes().empty() || right.HeldFrameTimes().empty());
+         ++i) {
+        left.Idle();
+        right.Idle();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    ASSERT_FALSE(left.HeldFrameTimes().empty());
+    std::uint64_t const decoded = left.GetFrameStatistics().framesDecoded;
+    std::int64_t const heldUs = left.HeldFrameTimes().back();
+    QCameraPairing::Choice const choice = QCameraPairing::ShowBestPair(left, right);
+    EXPECT_EQ(left.GetFrameStatistics().framesDecoded, decoded + 1);
+    EXPECT_EQ(left.LastFrameCaptureMicroseconds(), heldUs);
+    EXPECT_TRUE(left.HeldFrameTimes().empty());
+    EXPECT_GE(choice.errorMs, 0.0);
+    EXPECT_LT(choice.errorMs, 34.0) << "no more than one frame apart";
 }
 
-TEST_F(GrabberTest, NextAndPreviousStopAtTheEnds) {
+TEST_F(GrabberTest, CamerasAreChosenByWalkOrByNameButNotTheOneInUse) {
     QCameraGrabCGContext grabber;
     ASSERT_EQ(Open(grabber), noErr);
     EXPECT_EQ(grabber.GetCameraCount(), 2);
@@ -122,33 +137,17 @@ TEST_F(GrabberTest, NextAndPreviousStopAtTheEnds) {
     EXPECT_EQ(Current(grabber), "Test Pattern Left");
     EXPECT_TRUE(NextFrame(grabber));
 
-    // The camera the other eye holds cannot be taken: the eye keeps its own, never dark.
-    QCameraGrabCGContext other;
-    ASSERT_EQ(Open(other), noErr);
-    TestLogCapture log;
-    EXPECT_FALSE(grabber.UseNextCamera());
-    EXPECT_TRUE(log.Contains("cannot use 'Test Pattern Right': another program or grabber is "
-                             "using it; staying with 'Test Pattern Left'"))
-        << log.Lines();
-    EXPECT_EQ(Current(grabber), "Test Pattern Left");
-    EXPECT_TRUE(NextFrame(grabber));
-    EXPECT_EQ(Current(other), "Test Pattern Right");
-    QCameraStatus status;
-    grabber.GetStatus(status);
-    EXPECT_EQ(status.trouble,
-              "'Test Pattern Right' cannot be used: another program or grabber is using it");
-}
-
-TEST_F(GrabberTest, SwitchingToTheCurrentCameraChangesNothing) {
-    QCameraGrabCGContext grabber;
-    ASSERT_EQ(Open(grabber), noErr);
+    // Switching to the current camera, or to one that is not there, changes nothing.
     Camera current;
     ASSERT_TRUE(grabber.GetCurrentCamera(current));
     SGChannel* const channel = grabber.mVideoChannel;
-    EXPECT_EQ(grabber.SwitchToCamera(current), paramErr);
-    EXPECT_EQ(grabber.mVideoChannel, channel);
+    Camera bogus = current;
+    bogus.device = 5;
+    for (Camera const& camera : {current, bogus}) {
+        EXPECT_EQ(grabber.SwitchToCamera(camera), paramErr);
+        EXPECT_EQ(grabber.mVideoChannel, channel);
+    }
     EXPECT_TRUE(NextFrame(grabber));  // still recording
-
     Camera right;
     ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
     EXPECT_EQ(right.input, 1);
@@ -156,15 +155,29 @@ TEST_F(GrabberTest, SwitchingToTheCurrentCameraChangesNothing) {
     EXPECT_EQ(grabber.SwitchToCamera(right), noErr);
     EXPECT_TRUE(grabber.IsThisTheCurrentCamera(right));
 
-    Camera bogus = right;
-    bogus.device = 5;
-    EXPECT_EQ(grabber.SwitchToCamera(bogus), paramErr);
-    EXPECT_TRUE(grabber.IsThisTheCurrentCamera(right));
+    // The camera the other eye holds cannot be taken: the eye keeps its own, never dark.
+    QCameraGrabCGContext other;
+    ASSERT_EQ(Open(other), noErr);
+    TestLogCapture log;
+    EXPECT_FALSE(grabber.UsePrevCamera());
+    EXPECT_TRUE(log.Contains("cannot use 'Test Pattern Left': another program or grabber is "
+                             "using it; staying with 'Test Pattern Right'"))
+        << log.Lines();
+    EXPECT_EQ(Current(grabber), "Test Pattern Right");
+    EXPECT_TRUE(NextFrame(grabber));
+    EXPECT_EQ(Current(other), "Test Pattern Left");
+    QCameraStatus status;
+    grabber.GetStatus(status);
+    EXPECT_EQ(status.trouble,
+              "'Test Pattern Left' cannot be used: another program or grabber is using it");
 }
 
+// A lost camera is tried again once a period, and the grabber waits for that camera rather
+// than taking the first that opens.
 TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
     QCameraGrabCGContext grabber;
     ASSERT_EQ(Open(grabber), noErr);
+    ASSERT_TRUE(grabber.UseNextCamera());
     ASSERT_TRUE(NextFrame(grabber));
     std::vector<std::uint8_t> const lastPicture = Pixels(grabber);
 
@@ -191,8 +204,13 @@ TEST_F(GrabberTest, AnUnpluggedCameraIsReopenedAfterThePeriod) {
     EXPECT_TRUE(grabber.IsOpeningCamera());
     EXPECT_EQ(Settle(grabber), noErr);
     ASSERT_NE(grabber.mVideoChannel, nullptr);
-    EXPECT_EQ(Current(grabber), "Test Pattern Left");
+    EXPECT_EQ(Current(grabber), "Test Pattern Right") << "not the first camera in walk order";
     EXPECT_TRUE(NextFrame(grabber));
+
+    // Once a camera is open again, a later loss is the loss of that camera.
+    grabber.Close();
+    ASSERT_EQ(Open(grabber), noErr);
+    EXPECT_EQ(Current(grabber), "Test Pattern Left");
 }
 
 TEST_F(GrabberTest, ACameraThatStopsSendingWithoutAnErrorIsReopenedAfterTwoSeconds) {
@@ -277,57 +295,6 @@ TEST(CameraPairing, TheClosestPairUnlessHoldingBackCostsMore) {
         EXPECT_EQ(choice.right, c.r);
         EXPECT_NEAR(choice.errorMs, c.errorMs, 0.001);
     }
-}
-
-// Holding grabbers decode only the frame the pairing picks, and report its capture time.
-TEST_F(GrabberTest, HeldFramesAreDecodedOnlyWhenPicked) {
-    QCameraGrabCGContext left;
-    QCameraGrabCGContext right;
-    ASSERT_EQ(Open(left), noErr);
-    ASSERT_EQ(Open(right), noErr);
-    // The first picture of the scene builds its textures, which takes long.
-    ASSERT_TRUE(NextFrame(left));
-    ASSERT_TRUE(NextFrame(right));
-    left.SetHoldFramesForPairing(true);
-    right.SetHoldFramesForPairing(true);
-    for (int i = 0; i < 200 && (left.HeldFrameTimes().empty() || right.HeldFrameTimes().empty());
-         ++i) {
-        left.Idle();
-        right.Idle();
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    ASSERT_FALSE(left.HeldFrameTimes().empty());
-    std::uint64_t const decoded = left.GetFrameStatistics().framesDecoded;
-    std::int64_t const heldUs = left.HeldFrameTimes().back();
-    QCameraPairing::Choice const choice = QCameraPairing::ShowBestPair(left, right);
-    EXPECT_EQ(left.GetFrameStatistics().framesDecoded, decoded + 1);
-    EXPECT_EQ(left.LastFrameCaptureMicroseconds(), heldUs);
-    EXPECT_TRUE(left.HeldFrameTimes().empty());
-    EXPECT_GE(choice.errorMs, 0.0);
-    EXPECT_LT(choice.errorMs, 34.0) << "no more than one frame apart";
-}
-
-TEST_F(GrabberTest, AGrabberWaitsForTheCameraItLostRatherThanTakingTheFirstThatOpens) {
-    QCameraGrabCGContext grabber;
-    ASSERT_EQ(Open(grabber), noErr);
-    Camera right;
-    ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
-    ASSERT_EQ(grabber.SwitchToCamera(right), noErr);
-    ASSERT_EQ(Current(grabber), "Test Pattern Right");
-
-    TestPatternBackEnd::Unplug();
-    EXPECT_EQ(grabber.Idle(), sgDeviceLostErr);
-    TestPatternBackEnd::Plug();
-    AdvanceSeconds(1.1);
-    EXPECT_EQ(grabber.Idle(), noErr);
-    EXPECT_EQ(Settle(grabber), noErr);
-    ASSERT_NE(grabber.mVideoChannel, nullptr);
-    EXPECT_EQ(Current(grabber), "Test Pattern Right") << "not the first camera in walk order";
-
-    // Once a camera is open again, a later loss is the loss of that camera.
-    grabber.Close();
-    ASSERT_EQ(Open(grabber), noErr);
-    EXPECT_EQ(Current(grabber), "Test Pattern Left");
 }
 
 // An eye on the test pattern takes a camera plugged in later: the one stored as its choice
@@ -446,34 +413,6 @@ TEST_F(GrabberTest, TheCameraIsAskedForTheRequestRectAndTheFrameBufferIsKeptWhil
     ASSERT_EQ(other.StartRecord(), noErr);
     EXPECT_EQ(other.mCamContext.mImageWidth, 320u);
     EXPECT_TRUE(NextFrame(other));
-}
-
-TEST_F(GrabberTest, CamerasAreListedWithoutAChannel) {
-    QCameraGrabCGContext grabber;
-    QSGDeviceList list;
-    EXPECT_FALSE(grabber.GetCameraInputList(list));  // nothing open at all
-    ASSERT_EQ(grabber.OpenInitialize(), noErr);      // the component alone
-    ASSERT_TRUE(grabber.GetCameraInputList(list));
-    Camera camera;
-    Str63 name;
-    PStr63FromCString("Test Pattern Right", name);
-    ASSERT_TRUE(list.FindInputNamed(name, camera));
-
-    // Opened by name, as the cameras tool does.
-    ASSERT_EQ(grabber.OpenInitialize(kFrameRect, k32ARGBPixelFormat, &camera), noErr);
-    ASSERT_EQ(grabber.StartRecord(), noErr);
-    EXPECT_EQ(Current(grabber), "Test Pattern Right");
-    EXPECT_TRUE(NextFrame(grabber));
-    EXPECT_TRUE(grabber.CloseCameraInput());
-    EXPECT_EQ(grabber.mVideoChannel, nullptr);
-    EXPECT_FALSE(grabber.CloseCameraInput());
-
-    // With the component still open, a camera opens and records at once.
-    ASSERT_EQ(grabber.OpenCameraInput(nullptr), noErr);
-    EXPECT_TRUE(NextFrame(grabber));
-    EXPECT_EQ(grabber.Close(), noErr);
-    EXPECT_EQ(grabber.mComponent, nullptr);
-    EXPECT_EQ(grabber.mVideoChannel, nullptr);
 }
 
 }  // namespace

@@ -145,15 +145,11 @@ TEST_F(DeviceListTest, InputQueriesCheckTheirIndices) {
     EXPECT_FALSE(list.GetPrevDeviceWithInputs(camera));  // already device 0
 }
 
-TEST(InputIterator, EmptinessAndEquality) {
+// Same indices with another name (case, a trailing space) or another input differ.
+TEST(InputIterator, EqualityTakesTheNamesExactly) {
     Camera a;
-    EXPECT_TRUE(a.IsEmpty());
     PStr63FromCString("Cam", a.deviceName);
-    EXPECT_FALSE(a.IsDeviceEmpty());  // device 0 with a name is a device
     a.input = 1;
-    EXPECT_FALSE(a.IsInputEmpty());
-
-    // Same indices with another name (case, a trailing space) or another input differ.
     Camera b = a;
     EXPECT_TRUE(a == b);
     for (char const* other : {"cam", "Cam "}) {
@@ -164,9 +160,6 @@ TEST(InputIterator, EmptinessAndEquality) {
     b = a;
     b.input = 2;
     EXPECT_FALSE(a == b);
-    b.EmptyInput();
-    EXPECT_FALSE(b.IsDeviceEmpty());
-    EXPECT_TRUE(b.IsInputEmpty());
 }
 
 }  // namespace

@@ -24,12 +24,6 @@ TEST(AppControllerTest, AboutItemTitleKeepsItsTrailingLineFeed) {
     EXPECT_EQ(menu.aboutItem()->text(), QString("About Duoscope 1.201\n"));
 }
 
-TEST(AppControllerTest, MissingAboutOutletIsSkipped) {
-    AppController controller;
-    controller.awakeFromNib();
-    EXPECT_EQ(controller.aboutAppMenuItem(), nullptr);
-}
-
 TEST(AppControllerTest, SecondNewBeepsAndAfterCloseNewOpensAFreshDocument) {
     AppController controller;
     QSignalSpy beeps(&controller, &AppController::alertBeep);

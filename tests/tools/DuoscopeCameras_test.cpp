@@ -36,7 +36,7 @@ ToolRun RunTool(std::string const& arguments, std::string const& environment = "
     return run;
 }
 
-TEST(DuoscopeCameras, ListsTheTestPatternLastWithBothEyes) {
+TEST(DuoscopeCameras, ListsTheTestPatternWithBothEyesAndMeasuresThem) {
     ToolRun const run = RunTool("");
     EXPECT_EQ(run.status, 0);
     std::size_t const left = run.output.find("\"Test Pattern Left\"");
@@ -45,6 +45,15 @@ TEST(DuoscopeCameras, ListsTheTestPatternLastWithBothEyes) {
     ASSERT_NE(right, std::string::npos);
     EXPECT_LT(left, right);
     EXPECT_NE(run.output.find("MJPG"), std::string::npos);
+
+    ToolRun const measured = RunTool("--measure 'Test Pattern Right' 0.3");
+    EXPECT_EQ(measured.status, 0) << measured.output;
+    EXPECT_NE(measured.output.find("frames a second"), std::string::npos);
+    ToolRun const stereo = RunTool("--stereo 'Test Pattern Left' 'Test Pattern Right' 0.5");
+    ASSERT_EQ(stereo.status, 0) << stereo.output;
+    EXPECT_NE(stereo.output.find("\"Test Pattern Right\": MJPG 640x480"), std::string::npos)
+        << stereo.output;
+    EXPECT_NE(stereo.output.find("pairing error: "), std::string::npos);
 }
 
 TEST(DuoscopeCameras, SnapshotsOfBothEyes) {
@@ -73,10 +82,6 @@ TEST(DuoscopeCameras, ClearFailures) {
     EXPECT_EQ(RunTool("--measure 'Test Pattern Left' soon").status, 1);
     EXPECT_EQ(RunTool("--frobnicate").status, 1);
 
-    ToolRun const measured = RunTool("--measure 'Test Pattern Right' 0.3");
-    EXPECT_EQ(measured.status, 0) << measured.output;
-    EXPECT_NE(measured.output.find("frames a second"), std::string::npos);
-
     // A camera lost while measured is a failure, said plainly.
     for (std::string const command : {"--measure 'Test Pattern Right' 2",
                                       "--stereo 'Test Pattern Left' 'Test Pattern Right' 2"}) {
@@ -84,14 +89,6 @@ TEST(DuoscopeCameras, ClearFailures) {
         EXPECT_EQ(lost.status, 6) << lost.output;
         EXPECT_NE(lost.output.find("was lost after"), std::string::npos) << lost.output;
     }
-}
-
-TEST(DuoscopeCameras, StereoReportsEachEyesRateAndThePairingError) {
-    ToolRun const run = RunTool("--stereo 'Test Pattern Left' 'Test Pattern Right' 0.5");
-    ASSERT_EQ(run.status, 0) << run.output;
-    EXPECT_NE(run.output.find("\"Test Pattern Right\": MJPG 640x480"), std::string::npos)
-        << run.output;
-    EXPECT_NE(run.output.find("pairing error: "), std::string::npos) << run.output;
 }
 
 }  // namespace
