@@ -1,5 +1,5 @@
-// The test-pattern scene has real disparity between the eyes and moves; the sequence-grabber
-// component refuses what it cannot do. (The grabber tests stream from the test pattern.)
+// The test-pattern scene has real disparity between the eyes, and moves. (The grabber and
+// cameras-tool tests list, stream, unplug and record the test-pattern camera.)
 
 #include <algorithm>
 #include <cmath>
@@ -8,15 +8,12 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/capture/SGComponent.h"
 #include "platform/capture/TestPatternScene.h"
 
 namespace {
 
 constexpr int kWidth = 640;
 constexpr int kHeight = 480;
-
-// ---- The scene ----
 
 struct Picture {
     std::vector<std::uint8_t> argb = std::vector<std::uint8_t>(kWidth * kHeight * 4);
@@ -30,27 +27,19 @@ Picture Render(double seconds, TestPatternScene::Eye eye) {
 }
 
 // The horizontal shift (0..80) that best maps a 16 x 16 patch of the left picture at (x, y)
-// onto the right picture.
+// onto the right picture (the smallest, of equally good ones).
 int BestShift(Picture const& left, Picture const& right, int x, int y) {
-    int best = -1;
-    long bestSum = 0;
+    std::vector<long> sums;
     for (int shift = 0; shift <= 80 && x - shift >= 0; ++shift) {
         long sum = 0;
         for (int dy = 0; dy < 16; ++dy) {
-            for (int dx = 0; dx < 16; ++dx) {
-                std::uint8_t const* a = left.At(x + dx, y + dy);
-                std::uint8_t const* b = right.At(x - shift + dx, y + dy);
-                for (int c = 0; c < 3; ++c) {
-                    sum += std::abs(a[c] - b[c]);
-                }
+            for (int i = 0; i < 16 * 4; ++i) {  // the patch's row, bytes B, G, R, A
+                sum += std::abs(left.At(x, y + dy)[i] - right.At(x - shift, y + dy)[i]);
             }
         }
-        if (best < 0 || sum < bestSum) {
-            best = shift;
-            bestSum = sum;
-        }
+        sums.push_back(sum);
     }
-    return best;
+    return static_cast<int>(std::min_element(sums.begin(), sums.end()) - sums.begin());
 }
 
 struct ScreenRect {
@@ -83,16 +72,14 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
 
         std::vector<int> shifts;
         for (int p = 0; p < TestPatternScene::kPlaneCount; ++p) {
+            double const disparity = TestPatternScene::DisparityPixels(planes[p].depth, kWidth);
             // A patch that shows plane p, and no nearer plane, in both eyes.
             bool found = false;
             for (int y = 8; y + 24 < kHeight && !found; y += 8) {
                 for (int x = 90; x + 24 < kWidth && !found; x += 8) {
                     bool visible = true;
                     for (auto eye : {TestPatternScene::kLeftEye, TestPatternScene::kRightEye}) {
-                        double const d =
-                            eye == TestPatternScene::kLeftEye
-                                ? 0.0
-                                : TestPatternScene::DisparityPixels(planes[p].depth, kWidth);
+                        double const d = eye == TestPatternScene::kLeftEye ? 0.0 : disparity;
                         if (p > 0 && !Projected(planes[p], eye).Contains(x - d, y, 16)) {
                             visible = false;
                         }
@@ -105,9 +92,7 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
                     if (visible) {
                         found = true;
                         int const shift = BestShift(left, right, x, y);
-                        double const expected =
-                            TestPatternScene::DisparityPixels(planes[p].depth, kWidth);
-                        EXPECT_NEAR(shift, expected, 1.0) << "plane " << p << " at " << seconds;
+                        EXPECT_NEAR(shift, disparity, 1.0) << "plane " << p << " at " << seconds;
                         shifts.push_back(shift);
                     }
                 }
@@ -121,37 +106,6 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
     EXPECT_NE(lefts[0].argb, lefts[1].argb);
     EXPECT_EQ(Render(0.0, TestPatternScene::kLeftEye).argb, lefts[0].argb)
         << "one moment, one picture";
-}
-
-// ---- The sequence-grabber component on it ----
-
-// Calls out of order are refused: no channel before Initialize, no sound, no movie file, no
-// recording or sample description before Prepare, no Prepare amid a settings change.
-TEST(SGComponent, ChannelsRecordOnlyVideoAndRefuseCallsOutOfOrder) {
-    SGComponent component;
-    SGChannel* channel = nullptr;
-    EXPECT_EQ(component.NewChannel(VideoMediaType, &channel), paramErr);  // not initialised
-    component.Initialize();
-    EXPECT_EQ(component.NewChannel(MediaFourCC('s', 'o', 'u', 'n'), &channel), paramErr);
-    EXPECT_EQ(channel, nullptr);
-    ASSERT_EQ(component.NewChannel(VideoMediaType, &channel), noErr);
-    channel->SetUsage(seqGrabRecord);
-    EXPECT_EQ(component.SetDataRef(0), paramErr);  // a movie file is not supported
-    EXPECT_EQ(component.StartRecord(), paramErr);
-    ImageDescription description;
-    EXPECT_EQ(channel->GetSampleDescription(description), sgNotPreparedErr);
-
-    Str63 name;
-    PStr63FromCString("No Such Camera", name);
-    EXPECT_EQ(channel->SetDevice(name), sgNoDeviceErr);
-    PStr63FromCString("Duoscope Test Pattern", name);
-    channel->SetSettingsStateChanging(1);
-    EXPECT_EQ(channel->SetDevice(name), noErr);
-    EXPECT_EQ(component.Prepare(false, true), paramErr);  // the change is not finished
-    channel->SetSettingsStateChanging(2);
-    EXPECT_EQ(component.Prepare(false, true), noErr);
-    ASSERT_EQ(component.DisposeChannel(channel), noErr);
-    EXPECT_EQ(component.DisposeChannel(channel), paramErr);
 }
 
 }  // namespace
