@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
-#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <unistd.h>
 
@@ -157,9 +157,8 @@ TEST(V4L2Formats, ThirtyFramesASecondWhereOffered) {
 
     ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen));
     EXPECT_EQ(chosen.denominator, 30u);
-    // The other eye's camera runs at 25: this one is asked for 25 where it offers it.
-    ASSERT_TRUE(V4L2Formats::ChooseInterval(Intervals({{1, 30}, {1, 25}, {1, 15}}), chosen, 25.0));
-    EXPECT_EQ(chosen.denominator, 25u);
+    // The other eye's camera runs at 25: this one is asked for 25. (Where it is offered, the
+    // streaming test below asks for the other eye's 15.)
     ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen, 25.0));
     EXPECT_EQ(chosen.denominator, 25u);
     ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 15}, {1, 1})}, chosen));
@@ -401,11 +400,9 @@ public:
         buffer.flags = flags;
         buffer.sequence = mSequence++;
         queued.pop_front();
-        int const fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-        ASSERT_GE(fd, 0);
-        EXPECT_EQ(::pwrite(fd, content.data(), content.size(), buffer.index * kBufferLength),
-                  static_cast<ssize_t>(content.size()));
-        ::close(fd);
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(buffer.index * kBufferLength).write(content.data(), std::ssize(content));
+        ASSERT_TRUE(file.flush());
         done.push_back(buffer);
     }
     bool IsQueued(std::uint32_t index) const {
@@ -424,13 +421,8 @@ public:
         switch (request) {
             case VIDIOC_QUERYCAP: {
                 ++capabilityQueries;
-                auto& capability = *static_cast<v4l2_capability*>(arg);
-                capability = {};
-                std::strcpy(reinterpret_cast<char*>(capability.driver), "uvcvideo");
-                std::strcpy(reinterpret_cast<char*>(capability.card), "USB Camera");
-                std::strcpy(reinterpret_cast<char*>(capability.bus_info), "usb-0000:00:14.0-1");
-                capability.device_caps = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
-                capability.capabilities = capability.device_caps | V4L2_CAP_DEVICE_CAPS;
+                *static_cast<v4l2_capability*>(arg) =
+                    Node(0, "uvcvideo", "USB Camera", "usb-0000:00:14.0-1", kCapture).capability;
                 return 0;
             }
             case VIDIOC_ENUM_FMT: {
