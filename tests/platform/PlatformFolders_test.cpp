@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -11,31 +13,17 @@
 
 namespace {
 
-class ScopedEnv {
-public:
-    ScopedEnv(char const* name, char const* value) : mName(name) {
-        if (char const* old = std::getenv(name)) {
-            mOld = old;
-            mHadOld = true;
+// Sets a variable (unsets it for nullptr) until the end of the scope.
+struct ScopedEnv {
+    ScopedEnv(char const* name, char const* value) : name(name) {
+        if (char const* was = std::getenv(name)) {
+            old = was;
         }
-        if (value != nullptr) {
-            setenv(name, value, 1);
-        } else {
-            unsetenv(name);
-        }
+        value != nullptr ? setenv(name, value, 1) : unsetenv(name);
     }
-    ~ScopedEnv() {
-        if (mHadOld) {
-            setenv(mName, mOld.c_str(), 1);
-        } else {
-            unsetenv(mName);
-        }
-    }
-
-private:
-    char const* mName;
-    std::string mOld;
-    bool mHadOld = false;
+    ~ScopedEnv() { old ? setenv(name, old->c_str(), 1) : unsetenv(name); }
+    char const* name;
+    std::optional<std::string> old;
 };
 
 TEST(PlatformFoldersTest, XdgVariablesAndTheirDefaults) {
@@ -54,19 +42,6 @@ TEST(PlatformFoldersTest, XdgVariablesAndTheirDefaults) {
               "/elsewhere/data/duoscope/components");
     EXPECT_EQ(PlatformFolders::FolderPath(PlatformFolders::kSystemComponentsFolder),
               "/usr/lib/duoscope/components");
-}
-
-TEST(PlatformFoldersTest, FindFolderCreatesOnlyWhenAsked) {
-    std::string path;
-    std::filesystem::remove_all(TestEnvironment::Home() + "/.local/share");
-    EXPECT_EQ(PlatformFolders::FindFolder(PlatformFolders::kUserComponentsFolder,
-                                          PlatformFolders::kDontCreateFolder, path),
-              -43);
-    EXPECT_FALSE(std::filesystem::exists(path));
-    EXPECT_EQ(PlatformFolders::FindFolder(PlatformFolders::kUserComponentsFolder,
-                                          PlatformFolders::kCreateFolder, path),
-              0);
-    EXPECT_TRUE(std::filesystem::is_directory(path));
 }
 
 }  // namespace
