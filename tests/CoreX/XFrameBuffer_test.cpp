@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "CoreX/XFrameBufferMemory.h"
-#include "tests/CoreX/XFrameTestSupport.h"
 #include "tests/support/TestLogCapture.h"
 
 #if defined(__SANITIZE_ADDRESS__)

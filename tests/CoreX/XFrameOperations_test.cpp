@@ -6,21 +6,87 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <random>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
-#include "tests/CoreX/XFrameTestSupport.h"
 #include "tests/support/TestLogCapture.h"
 
 namespace {
 
-using XFrameTest::AlignedRowBytes;
-using XFrameTest::FlushFrame;
-using XFrameTest::KernelSetScope;
+// Row bytes rounded up to the vector alignment.
+int32_t AlignedRowBytes(int width) { return (width * 4 + 15) / 16 * 16; }
+
+// A frame in a block of its own, so AddressSanitizer reports any read or write past it. `offset`
+// bytes of the block come before the frame (a non-multiple of 16 makes the first row unaligned); a
+// negative rowBytes stores the frame bottom-up. Either way the block ends exactly where the frame's
+// last stored byte ends.
+class FlushFrame {
+public:
+    FlushFrame(int width, int height, int32_t rowBytes, size_t offset = 0,
+               XFrame_Pel_Format type = kXFrame_Pel_8RGB) {
+        int32_t const stride = rowBytes < 0 ? -rowBytes : rowBytes;
+        size_t const span = size_t(height - 1) * size_t(stride) + size_t(width) * 4;
+        mSize = offset + span;
+        void* block = nullptr;
+        if (posix_memalign(&block, 16, mSize) != 0) {
+            std::abort();
+        }
+        mBlock = static_cast<uint8_t*>(block);
+        mFrame.Width = width;
+        mFrame.Height = height;
+        mFrame.PixelType = type;
+        mFrame.BytesPerPixel = 4;
+        mFrame.RowBytes = rowBytes;
+        mFrame.Pixels = mBlock + offset + (rowBytes < 0 ? size_t(height - 1) * stride : 0);
+    }
+    ~FlushFrame() { std::free(mBlock); }
+    FlushFrame(FlushFrame const&) = delete;
+    FlushFrame& operator=(FlushFrame const&) = delete;
+
+    // An aligned frame with the tightest aligned row bytes.
+    static FlushFrame Aligned(int width, int height) {
+        return FlushFrame(width, height, AlignedRowBytes(width));
+    }
+
+    XFrameBuffer& operator*() { return mFrame; }
+    XFrameBuffer* operator->() { return &mFrame; }
+
+    void Randomize(std::mt19937& random) {
+        std::generate(mBlock, mBlock + mSize, [&] { return uint8_t(random()); });
+    }
+    void Fill(uint8_t value) { std::fill(mBlock, mBlock + mSize, value); }
+    // Every byte of the block, row padding included.
+    std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(mBlock, mBlock + mSize); }
+    uint8_t* Pixel(int x, int y) { return mFrame.Pixels + intptr_t(y) * mFrame.RowBytes + 4 * x; }
+    // Sets all four bytes of every pixel of row y.
+    void SetRow(int y, uint8_t value) { std::memset(Pixel(0, y), value, 4 * mFrame.Width); }
+
+private:
+    uint8_t* mBlock = nullptr;
+    size_t mSize = 0;
+    XFrameBuffer mFrame;
+};
+
+// Selects a kernel set for one scope.
+class KernelSetScope {
+public:
+    explicit KernelSetScope(XFrameKernelSet set) : mSaved(XFrame_CurrentKernelSet()) {
+        mInUse = XFrame_UseKernelSet(set);
+    }
+    ~KernelSetScope() { XFrame_UseKernelSet(mSaved); }
+    bool Got(XFrameKernelSet set) const { return mInUse == set; }
+
+private:
+    XFrameKernelSet mSaved;
+    XFrameKernelSet mInUse;
+};
+
 using F = XFrameBuffer;
 using Rows = std::vector<int>;
 
@@ -140,7 +206,6 @@ TEST(XFrameDeinterlace, RefusesOddHeightsAndMismatchedFrames) {
     RowFrame odd({1, 2, 3});
     RowFrame oddOut({0, 0, 0});
     EXPECT_FALSE(XFrame_Deinterlace(*odd.frame, *oddOut.frame, 0x08));
-    EXPECT_FALSE(XFrame_BlendFields(*odd.frame, *oddOut.frame, 0x10));
     EXPECT_FALSE(XFrame_OneFieldOnly(*odd.frame, *oddOut.frame, 0));
     EXPECT_EQ(oddOut.Values(), (Rows{0, 0, 0}));
 
@@ -216,12 +281,7 @@ TEST(XFrameBlacken, FillsWithTheTypesBlackRowsFieldsAndMargins) {
 
     FlushFrame frame(6, 5, 32, 0, kXFrame_Pel_RYUV);
     frame.Fill(0x44);
-    XFrameEdges edges;
-    edges.Left = 1;
-    edges.Top = 1;
-    edges.Right = 2;
-    edges.Bottom = 1;
-    ASSERT_TRUE(XFrame_BlackenEdges(*frame, edges));
+    ASSERT_TRUE(XFrame_BlackenEdges(*frame, XFrameEdges{1, 1, 2, 1}));  // left, top, right, bottom
     for (int y = 0; y < 5; ++y) {
         for (int x = 0; x < (y < 4 ? 7 : 6); ++x) {  // x 6: row padding, the last row has none
             bool const margin = x < 6 && (y < 1 || y >= 4 || x < 1 || x >= 4);
@@ -232,10 +292,7 @@ TEST(XFrameBlacken, FillsWithTheTypesBlackRowsFieldsAndMargins) {
     // Oversized and negative margins are clamped to the frame; ARGB black is transparent.
     FlushFrame argb(5, 3, 20);
     argb.Fill(0x44);
-    edges = XFrameEdges{};
-    edges.Left = 500;
-    edges.Top = -3;
-    ASSERT_TRUE(XFrame_BlackenEdges(*argb, edges));
+    ASSERT_TRUE(XFrame_BlackenEdges(*argb, XFrameEdges{500, -3}));
     EXPECT_EQ(argb.Bytes(), std::vector<uint8_t>(60, 0));
 }
 
