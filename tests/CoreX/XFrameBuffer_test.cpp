@@ -1,4 +1,4 @@
-// Frame descriptors (types, fields, crops, debug print) and the aligned frame memory layout.
+// Frame descriptors (types and fields) and the aligned frame memory layout.
 
 #include "CoreX/XFrameBuffer.h"
 
