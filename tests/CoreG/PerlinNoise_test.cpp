@@ -17,13 +17,6 @@ using CoreGeometry::PerlinNoise;
 namespace {
 
 TEST(PerlinNoise, TablesFollowTheDrawOrderOfRand) {
-    PerlinNoise const& noise = PerlinNoise::sSingleton;
-    std::vector<int> seen(256, 0);
-    for (int i = 0; i < 256; ++i) {
-        ++seen[noise.Permutation(i)];
-    }
-    EXPECT_TRUE(std::all_of(seen.begin(), seen.end(), [](int n) { return n == 1; }));
-
     // The same seed replayed by hand: 256 shuffle draws, then X, Y, Z of entry 0, then of
     // entry 1. A generator that drew all X first, or reseeded, gives other tables.
     std::srand(4567);
@@ -34,6 +27,7 @@ TEST(PerlinNoise, TablesFollowTheDrawOrderOfRand) {
     for (int i = 0; i < 256; ++i) {
         std::swap(perm[i], perm[std::rand() & 255]);
     }
+    PerlinNoise const& noise = PerlinNoise::sSingleton;
     for (int i = 0; i < 256; ++i) {
         ASSERT_EQ(noise.Permutation(i), perm[i]) << i;
     }
