@@ -100,14 +100,11 @@ TEST(PerlinNoise, FillMakesBlocksOfTheClampedCellSize) {
     EXPECT_TRUE(BlocksAreUniform(grey, 64));
     EXPECT_FALSE(BlocksAreUniform(grey, 128));
 
-    // Cell size 0 is 1. Each pixel has the wrapped level of the noise at its lattice position.
+    // Cell size 0 is 1: each pixel has the wrapped level of the noise at its lattice position.
     grey.FillPerlinNoise(0, 0.5f);
-    PerlinNoise const& noise = PerlinNoise::sSingleton;
     for (int x : {0, 1, 77, 299}) {
-        int const y = 133;
-        float const v = noise.Noise2(256.0f * x / 300, 256.0f * y / 200);
-        EXPECT_EQ(grey.mImageDataBytes[y * 300 + x],
-                  static_cast<uint8_t>(static_cast<int>(v * 0.5f * 255)));
+        float const v = PerlinNoise::sSingleton.Noise2(256.0f * x / 300, 256.0f * 133 / 200);
+        EXPECT_EQ(grey.mImageDataBytes[133 * 300 + x], uint8_t(int(v * 0.5f * 255))) << x;
     }
 
     // 32-bit pixels are opaque grey of the same level. (A width that divides 256 would put

@@ -49,11 +49,6 @@ public:
     FlushFrame(FlushFrame const&) = delete;
     FlushFrame& operator=(FlushFrame const&) = delete;
 
-    // An aligned frame with the tightest aligned row bytes.
-    static FlushFrame Aligned(int width, int height) {
-        return FlushFrame(width, height, AlignedRowBytes(width));
-    }
-
     XFrameBuffer& operator*() { return mFrame; }
     XFrameBuffer* operator->() { return &mFrame; }
 
@@ -207,7 +202,7 @@ TEST(XFrameDeinterlace, RefusesNoMethodReservedFlagsOddHeightsAndMismatchedFrame
 }
 
 TEST(XFrameVectorForms, AlignmentMessagesNameTheFirstMisalignedRow) {
-    FlushFrame aligned = FlushFrame::Aligned(5, 4);
+    FlushFrame aligned(5, 4, AlignedRowBytes(5));
     FlushFrame shifted(5, 4, AlignedRowBytes(5), 8);
     FlushFrame oddRows(5, 4, AlignedRowBytes(5) + 4);
     EXPECT_EQ(XFrame_VectorAlignmentMessage(&*aligned, &*aligned, *aligned), nullptr);
@@ -364,13 +359,13 @@ TEST(XFrameResizeBilinear, FieldsAreResizedApart) {
 
 TEST(XFrameFullD1_2_VCD, AveragesPixelPairsOfTheChosenField) {
     // 32 x 4 source: pixel x of row y has every byte 8y + (x % 4).
-    FlushFrame src = FlushFrame::Aligned(32, 4);
+    FlushFrame src(32, 4, AlignedRowBytes(32));
     for (int y = 0; y < 4; ++y) {
         for (int x = 0; x < 32; ++x) {
             std::memset(src.Pixel(x, y), 8 * y + x % 4, 4);
         }
     }
-    FlushFrame dst = FlushFrame::Aligned(16, 2);
+    FlushFrame dst(16, 2, AlignedRowBytes(16));
     ASSERT_TRUE(XFrame_FullD1_2_VCD_Altivec(*src, *dst, false));
     for (int x = 0; x < 16; ++x) {
         // Pairs (0, 1) and (2, 3): averages 0.5 and 2.5 round up to 1 and 3.
@@ -380,7 +375,7 @@ TEST(XFrameFullD1_2_VCD, AveragesPixelPairsOfTheChosenField) {
     ASSERT_TRUE(XFrame_FullD1_2_VCD_Altivec(*src, *dst, true));
     EXPECT_EQ(dst.Pixel(0, 0)[0], 9) << "bottom field: rows 1 and 3";
     EXPECT_EQ(dst.Pixel(1, 1)[0], 27);
-    FlushFrame wrong = FlushFrame::Aligned(15, 2);
+    FlushFrame wrong(15, 2, AlignedRowBytes(15));
     EXPECT_FALSE(XFrame_FullD1_2_VCD_Altivec(*src, *wrong, false));
 }
 
