@@ -15,14 +15,6 @@ using CoreGraphics::BitmapContext;
 
 namespace {
 
-std::size_t Count(std::string const& text, std::string const& part) {
-    std::size_t n = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++n;
-    }
-    return n;
-}
-
 TEST(BitmapContext, SizesFollowTypeAndRowBytesAndMustFit32Bits) {
     struct Case {
         int width, height, type;
@@ -59,7 +51,7 @@ TEST(BitmapContext, SizesFollowTypeAndRowBytesAndMustFit32Bits) {
         }
     }
     EXPECT_TRUE(log.Contains(" code : inUseRowBytes>=mImageRowBytes in CoreG/BitmapContext.cpp"));
-    EXPECT_EQ(Count(log.Lines(), "(bool CoreGraphics::BitmapContext::Construct("), 2u)
+    EXPECT_EQ(log.Count("(bool CoreGraphics::BitmapContext::Construct("), 2u)
         << "each line names the class's function: " << log.Lines();
 }
 
@@ -78,8 +70,8 @@ TEST(BitmapContext, FailedOffscreenWorldIsTriedAndReportedOnce) {
     NoGWorldBitmap bitmap;
     EXPECT_FALSE(bitmap.Construct(4, 4, CoreGraphics::kBitmapTypeARGB, 0));
     EXPECT_EQ(bitmap.calls, 1);
-    EXPECT_EQ(Count(log.Lines(), " code : ConstructGWorld() in"), 1u) << log.Lines();
-    EXPECT_EQ(Count(log.Lines(), " code : fOk = VERIFIED(ConstructGWorld()) in"), 1u);
+    EXPECT_EQ(log.Count(" code : ConstructGWorld() in"), 1u) << log.Lines();
+    EXPECT_EQ(log.Count(" code : fOk = VERIFIED(ConstructGWorld()) in"), 1u);
 }
 
 TEST(BitmapContext, ContextPaintsIntoTheMemoryInHostOrder) {
@@ -123,10 +115,9 @@ TEST(BitmapContext, ImagesShareTheMemoryAndCropsCountRowsFromTheBottom) {
     EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(600, 0, 100, 10)).isNull());
     EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(0, 450, 10, 100)).isNull());
     EXPECT_TRUE(argb.GetCroppedImageRef(QRectF(0, 0, 1e300, NAN)).isNull());
-    EXPECT_EQ(Count(log.Lines(),
-                    " code : dataProvider=::CGDataProviderCreateWithData(refcon, "
-                    "croppedDataBytes, inCroppedRect.size.height*mImageRowBytes, "
-                    "NULL) in CoreG/BitmapContext.cpp"),
+    EXPECT_EQ(log.Count(" code : dataProvider=::CGDataProviderCreateWithData(refcon, "
+                        "croppedDataBytes, inCroppedRect.size.height*mImageRowBytes, "
+                        "NULL) in CoreG/BitmapContext.cpp"),
               3u)
         << log.Lines();
     EXPECT_TRUE(BitmapContext().GetCroppedImageRef(QRectF(0, 0, 1, 1)).isNull());
