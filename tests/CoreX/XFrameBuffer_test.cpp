@@ -34,11 +34,12 @@ TEST(XFrameBuffer, FrameTypeAndFieldsFromExactStandardSizes) {
     for (auto [width, height, type] : types) {
         EXPECT_EQ(XFrameBuffer::FrameTypeOf(width, height), type) << width << "x" << height;
     }
-    // Known fields (0x0001 one, 0x0002 two) decide by bit 0x0002; without them an interlaced type,
-    // or an even height of at least 480, has two.
+    // Known fields (0x0001 one, 0x0002 two) decide by bit 0x0002; without them an interlaced
+    // type (640 x 480), or an even height of at least 480 (800 x 600), has two.
     std::tuple<int, int, uint32_t, bool> const fields[] = {
-        {640, 480, 0, true},      {320, 240, 0, false},      {640, 481, 0, false},
-        {352, 240, 0x0002, true}, {640, 480, 0x0001, false}, {640, 480, 0x0100, false}};
+        {640, 480, 0, true},      {800, 600, 0, true},      {320, 240, 0, false},
+        {640, 481, 0, false},     {352, 240, 0x0002, true}, {640, 480, 0x0001, false},
+        {640, 480, 0x0100, false}};
     for (auto [width, height, flags, two] : fields) {
         EXPECT_EQ(HasTwoFields(width, height, flags), two)
             << width << "x" << height << " fields " << flags;
