@@ -304,22 +304,18 @@ uint32_t PixelWord(FlushFrame& frame, int x, int y) {
 
 TEST(XFrameResizeNearestPixel, SteppedPositionsAreTruncated) {
     FlushFrame src(3, 2, 16);
-    for (int y = 0; y < 2; ++y) {
-        for (int x = 0; x < 3; ++x) {
-            uint32_t const word = 0x01010101u * uint32_t(10 * y + x + 1);
-            std::memcpy(src.Pixel(x, y), &word, 4);
-        }
+    for (int i = 0; i < 6; ++i) {
+        std::memset(src.Pixel(i % 3, i / 3), 10 * (i / 3) + i % 3 + 1, 4);
     }
     FlushFrame dst(5, 3, 32);
     ASSERT_TRUE(XFrame_ResizeNearestPixel(*src, *dst));
     // x ratio 0.6: 0, 0.6, 1.2, 1.8, 2.4; y ratio 2/3: 0, 0.67, 1.33.
     int const columns[5] = {0, 0, 1, 1, 2};
     int const rows[3] = {0, 0, 1};
-    for (int y = 0; y < 3; ++y) {
-        for (int x = 0; x < 5; ++x) {
-            EXPECT_EQ(PixelWord(dst, x, y), 0x01010101u * uint32_t(10 * rows[y] + columns[x] + 1))
-                << x << "," << y;
-        }
+    for (int i = 0; i < 15; ++i) {
+        int const x = i % 5, y = i / 5;
+        EXPECT_EQ(PixelWord(dst, x, y), 0x01010101u * uint32_t(10 * rows[y] + columns[x] + 1))
+            << x << "," << y;
     }
 
     // Four bytes a pixel into a grey destination would write past each row.
