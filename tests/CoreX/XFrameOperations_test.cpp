@@ -210,35 +210,25 @@ TEST(XFrameDeinterlace, RefusesNoMethodReservedFlagsOddHeightsAndMismatchedFrame
 
 TEST(XFrameCopyBufferMemory, CopiesRowsOnlyEvenOverlappingAndRefusesOtherRowBytes) {
     TestLogCapture log;
-    FlushFrame src(5, 3, 32);
-    FlushFrame dst(5, 3, 48);
-    std::mt19937 random(3);
-    src.Randomize(random);
-    dst.Fill(0xAB);
-    EXPECT_FALSE(XFrame_CopyBufferMemory(*src, *dst));
-    EXPECT_EQ(dst.Bytes(), std::vector<uint8_t>(dst.Bytes().size(), 0xAB));
+    // Rows of 80 bytes hold 64 bytes of pixels and 16 of padding.
+    RowFrame src({1, 2, 3}, 80), other({0, 0, 0}, 96), same({0, 0, 0}, 80);
+    src.frame.Pixel(kWide, 0)[0] = 0x55;
+    EXPECT_FALSE(XFrame_CopyBufferMemory(*src.frame, *other.frame));
+    EXPECT_EQ(other.Values(), (Rows{0, 0, 0}));
     EXPECT_TRUE(
         log.Contains("VERIFY FAILED:  code : Source==Destination in CoreX/XFrameOperations.cpp:"));
-
-    FlushFrame same(5, 3, 32);
-    same.Fill(0xAB);
-    ASSERT_TRUE(XFrame_CopyBufferMemory(*src, *same));
-    EXPECT_EQ(std::memcmp(same.Pixel(0, 2), src.Pixel(0, 2), 20), 0);
-    EXPECT_EQ(same.Pixel(0, 0)[20], 0xAB) << "row padding is not copied";
+    ASSERT_TRUE(XFrame_CopyBufferMemory(*src.frame, *same.frame));
+    EXPECT_EQ(same.Values(), (Rows{1, 2, 3}));
+    EXPECT_EQ(same.frame.Pixel(kWide, 0)[0], 0xEE) << "row padding is not copied";
 
     // The destination one row below the source in the same memory.
-    FlushFrame both(5, 4, 32);
-    for (int y = 0; y < 4; ++y) {
-        both.SetRow(y, uint8_t(10 + y));
-    }
-    XFrameBuffer upper = *both;
+    RowFrame both({10, 11, 12, 13});
+    XFrameBuffer upper = *both.frame;
     upper.Height = 3;
     XFrameBuffer lower = upper;
-    lower.Pixels += 32;
+    lower.Pixels += upper.RowBytes;
     ASSERT_TRUE(XFrame_CopyBufferMemory(upper, lower));
-    for (int y = 0; y < 4; ++y) {
-        EXPECT_EQ(both.Pixel(4, y)[3], y == 0 ? 10 : 10 + y - 1) << y;
-    }
+    EXPECT_EQ(both.Values(), (Rows{10, 10, 11, 12}));
 }
 
 TEST(XFrameBlacken, FillsWithTheTypesBlackRowsFieldsAndMargins) {
