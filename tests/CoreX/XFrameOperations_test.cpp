@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -30,39 +31,35 @@ public:
     FlushFrame(int width, int height, int32_t rowBytes, size_t offset = 0,
                XFrame_Pel_Format type = kXFrame_Pel_8RGB) {
         int32_t const stride = rowBytes < 0 ? -rowBytes : rowBytes;
-        size_t const span = size_t(height - 1) * size_t(stride) + size_t(width) * 4;
-        mSize = offset + span;
+        mSize = offset + size_t(height - 1) * size_t(stride) + size_t(width) * 4;
         void* block = nullptr;
         if (posix_memalign(&block, 16, mSize) != 0) {
             std::abort();
         }
-        mBlock = static_cast<uint8_t*>(block);
+        mBlock.reset(static_cast<uint8_t*>(block));
         mFrame.Width = width;
         mFrame.Height = height;
         mFrame.PixelType = type;
         mFrame.BytesPerPixel = 4;
         mFrame.RowBytes = rowBytes;
-        mFrame.Pixels = mBlock + offset + (rowBytes < 0 ? size_t(height - 1) * stride : 0);
+        mFrame.Pixels = mBlock.get() + offset + (rowBytes < 0 ? size_t(height - 1) * stride : 0);
     }
-    ~FlushFrame() { std::free(mBlock); }
-    FlushFrame(FlushFrame const&) = delete;
-    FlushFrame& operator=(FlushFrame const&) = delete;
 
     XFrameBuffer& operator*() { return mFrame; }
     XFrameBuffer* operator->() { return &mFrame; }
 
     void Randomize(std::mt19937& random) {
-        std::generate(mBlock, mBlock + mSize, [&] { return uint8_t(random()); });
+        std::generate(mBlock.get(), mBlock.get() + mSize, [&] { return uint8_t(random()); });
     }
-    void Fill(uint8_t value) { std::fill(mBlock, mBlock + mSize, value); }
+    void Fill(uint8_t value) { std::fill(mBlock.get(), mBlock.get() + mSize, value); }
     // Every byte of the block, row padding included.
-    std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(mBlock, mBlock + mSize); }
+    std::vector<uint8_t> Bytes() const { return {mBlock.get(), mBlock.get() + mSize}; }
     uint8_t* Pixel(int x, int y) { return mFrame.Pixels + intptr_t(y) * mFrame.RowBytes + 4 * x; }
     // Sets all four bytes of every pixel of row y.
     void SetRow(int y, uint8_t value) { std::memset(Pixel(0, y), value, 4 * mFrame.Width); }
 
 private:
-    uint8_t* mBlock = nullptr;
+    std::unique_ptr<uint8_t, decltype(&std::free)> mBlock{nullptr, &std::free};
     size_t mSize = 0;
     XFrameBuffer mFrame;
 };
@@ -70,9 +67,8 @@ private:
 // Selects a kernel set for one scope.
 class KernelSetScope {
 public:
-    explicit KernelSetScope(XFrameKernelSet set) : mSaved(XFrame_CurrentKernelSet()) {
-        mInUse = XFrame_UseKernelSet(set);
-    }
+    explicit KernelSetScope(XFrameKernelSet set)
+        : mSaved(XFrame_CurrentKernelSet()), mInUse(XFrame_UseKernelSet(set)) {}
     ~KernelSetScope() { XFrame_UseKernelSet(mSaved); }
     bool Got(XFrameKernelSet set) const { return mInUse == set; }
 
