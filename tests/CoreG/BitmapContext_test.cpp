@@ -39,7 +39,6 @@ TEST(BitmapContext, SizesFollowTypeAndRowBytesAndMustFit32Bits) {
                                         << " rowBytes " << c.inUseRowBytes);
         BitmapContext bitmap;
         ASSERT_EQ(bitmap.Construct(c.width, c.height, c.type, c.inUseRowBytes), c.ok);
-        EXPECT_EQ(bitmap.IsConstructed(), c.ok);
         EXPECT_EQ(bitmap.mImageRowBytes, c.rowBytes);
         EXPECT_EQ(bitmap.mImageDataSize, c.dataSize);
         EXPECT_EQ(bitmap.mImageDataBytes != nullptr, c.ok);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,9 +22,7 @@ TEST(PerlinNoise, TablesFollowTheDrawOrderOfRand) {
     // entry 1. A generator that drew all X first, or reseeded, gives other tables.
     std::srand(4567);
     int perm[256];
-    for (int i = 0; i < 256; ++i) {
-        perm[i] = i;
-    }
+    std::iota(perm, perm + 256, 0);
     for (int i = 0; i < 256; ++i) {
         std::swap(perm[i], perm[std::rand() & 255]);
     }
