@@ -8,8 +8,7 @@
 namespace ImagingTest {
 
 Picture Render(CIImage const& image, int x, int y, int width, int height) {
-    // Filled with a marker, so that a pixel the draw forgot shows.
-    Picture picture(width, height, 0xA5A5A5A5u);
+    Picture picture(width, height, kMarker);
     auto context =
         CIContext::contextWithBitmap(picture.pixels.data(), width, height, picture.rowBytes());
     context->drawImage(image, QPointF(0, 0), QRectF(x, y, width, height));

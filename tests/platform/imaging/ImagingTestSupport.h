@@ -46,6 +46,15 @@ inline uint32_t RandomPixel(std::mt19937& rng, bool opaque) {
     return Pixel(a, r, g, b);
 }
 
+// `count` valid pixels of any alpha, for the row kernels.
+inline std::vector<uint32_t> RandomRow(std::mt19937& rng, size_t count) {
+    std::vector<uint32_t> row(count);
+    for (uint32_t& p : row) {
+        p = RandomPixel(rng, false);
+    }
+    return row;
+}
+
 inline Picture RandomPicture(int width, int height, uint32_t seed, bool opaque) {
     std::mt19937 rng(seed);
     Picture picture(width, height);
@@ -54,6 +63,9 @@ inline Picture RandomPicture(int width, int height, uint32_t seed, bool opaque) 
     }
     return picture;
 }
+
+// What an output holds before a kernel writes it, so that a pixel left unwritten shows.
+inline constexpr uint32_t kMarker = 0xA5A5A5A5u;
 
 // Renders `image`'s pixels over rect (x, y, width, height) of image coordinates.
 Picture Render(CIImage const& image, int x, int y, int width, int height);
