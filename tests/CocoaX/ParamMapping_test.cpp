@@ -1,6 +1,8 @@
 // Parameter mapping: the table walk, the five passes, the control conversions and the
 // colour lock; the typed stored defaults.
 
+#include "CocoaX/ParamMapping.h"
+
 #include <clocale>
 #include <vector>
 
@@ -9,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include "CocoaX/NSUserDefaults.h"
-#include "CocoaX/ParamMapping.h"
 #include "platform/defaults/UserDefaults.h"
 #include "tests/support/TestLogCapture.h"
 
@@ -75,13 +76,9 @@ TEST(ParamMappingTest, ConversionsReadAndWriteTheSameTextUnderEveryLocale) {
 
     using namespace ParamConvert;
     Recorder control;
-    struct BoolCase {
-        int value;
-        char const* text;
-    };
-    for (BoolCase const c : {BoolCase{1, "true"}, BoolCase{256, "false"}, BoolCase{257, "true"}}) {
-        control.value = c.value;
-        EXPECT_EQ(GetBool(control).toString(), c.text) << c.value;
+    for (auto const& [value, text] : {std::pair{1, "true"}, {256, "false"}, {257, "true"}}) {
+        control.value = value;
+        EXPECT_EQ(GetBool(control).toString(), text) << value;
     }
     SetBool(control, "TRUE");
     EXPECT_EQ(control.value, 1);
