@@ -1,4 +1,4 @@
-// Kernel text, binding to routines, and applying kernels.
+// Kernel text and arguments that cannot be compiled or applied.
 
 #include "platform/imaging/CIKernel.h"
 
@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/imaging/CISampler.h"
-#include "platform/imaging/CIVector.h"
 #include "tests/platform/imaging/ImagingTestSupport.h"
 #include "tests/support/TestLogCapture.h"
 
@@ -18,19 +17,9 @@ namespace {
 // Takes two samplers and a number; what it writes does not matter here.
 void AddRoutine(CIKernelRow const& row) { std::fill_n(row.out, row.count, 0u); }
 
-// Writes each pixel's own x and y, to check where spans are.
-void PositionRoutine(CIKernelRow const& row) {
-    for (int i = 0; i < row.count; ++i) {
-        row.out[i] = Pixel(255, row.x + i, row.y, int(row.numbers[0] + row.numbers[3]));
-    }
-}
-
 class CIKernelTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        CIKernel::registerRoutine("testAdd", AddRoutine);
-        CIKernel::registerRoutine("testPosition", PositionRoutine);
-    }
+    void SetUp() override { CIKernel::registerRoutine("testAdd", AddRoutine); }
 };
 
 QVariant SamplerOf(CIImage const& image) {
@@ -38,19 +27,6 @@ QVariant SamplerOf(CIImage const& image) {
 }
 
 }  // namespace
-
-TEST_F(CIKernelTest, ExtentAndDefinitionBoundTheOutput) {
-    auto const kernel = CIKernel::kernelsWithString("kernel vec4 testPosition(vec4 v);")[0];
-    CIImage const image = kernel->apply({QVariant::fromValue(CIVector::vectorWithX(1, 2, 3, 4))},
-                                        {{kCIApplyOptionExtent, QRectF(2, 1, 10, 10)},
-                                         {kCIApplyOptionDefinition, QRectF(0, 0, 5, 4)}});
-    EXPECT_EQ(image.extent(), QRectF(2, 1, 3, 3));
-    Picture const out = Render(image, 0, 0, 6, 5);
-    EXPECT_EQ(out.at(2, 1), Pixel(255, 2, 1, 5)) << "spans carry their own position";
-    EXPECT_EQ(out.at(4, 3), Pixel(255, 4, 3, 5));
-    EXPECT_EQ(out.at(5, 3), 0u);
-    EXPECT_EQ(out.at(1, 1), 0u);
-}
 
 TEST_F(CIKernelTest, BadTextAndArgumentsThatDoNotMatchGiveNothingAndAreLogged) {
     TestLogCapture log;
