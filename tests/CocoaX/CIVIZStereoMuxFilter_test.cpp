@@ -106,26 +106,26 @@ TEST(StereoMuxRow, EveryAnaglyphGivesKnownValues) {
     struct Case {
         CIVIZStereoFormat format;
         uint32_t left, right, expected;
-        char const* why;
     };
     using F = CIVIZStereoFormat;
     uint32_t const black = 0xFF000000u;
+    uint32_t const a = Pixel(255, 100, 50, 200), b = Pixel(255, 10, 20, 30);
     Case const cases[] = {
-        {F::kGreenMagentaDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 170, 0),
-         "left green through the green filter: 0.668 * 255"},
-        {F::kAmberBlueDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 232, 0),
-         "left green: 0.908 * 255 green, the negative red and blue clamp"},
-        {F::kRedCyanHalfColour, Pixel(255, 100, 50, 200), Pixel(255, 10, 20, 30),
-         Pixel(255, 82, 20, 30), "red the left eye's luma, green and blue the right's own"},
-        {F::kRedCyanColour, Pixel(255, 100, 50, 200), Pixel(255, 10, 20, 30),
-         Pixel(255, 100, 20, 30), "red from the left, green and blue from the right"},
-        {F::kRedCyanGrey, Pixel(255, 100, 50, 200), Pixel(255, 10, 20, 30), Pixel(255, 82, 18, 18),
-         "each eye as its luma"},
+        // Left green through the green filter: 0.668 * 255.
+        {F::kGreenMagentaDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 170, 0)},
+        // Left green: 0.908 * 255 green, the negative red and blue clamp.
+        {F::kAmberBlueDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 232, 0)},
+        // Red the left eye's luma, green and blue the right's own.
+        {F::kRedCyanHalfColour, a, b, Pixel(255, 82, 20, 30)},
+        // Red from the left, green and blue from the right.
+        {F::kRedCyanColour, a, b, Pixel(255, 100, 20, 30)},
+        // Each eye as its luma.
+        {F::kRedCyanGrey, a, b, Pixel(255, 82, 18, 18)},
     };
     for (Case const& c : cases) {
         uint32_t out = 0;
         StereoMuxRow_C(&c.right, &c.left, &out, 1, StereoMuxCoefficientsFor(c.format, 0.0f));
-        EXPECT_EQ(out, c.expected) << c.why;
+        EXPECT_EQ(out, c.expected) << "format " << int(c.format);
     }
 }
 

@@ -96,7 +96,6 @@ TEST(StereoViewTest, PictureKeepsItsShapeInAnyViewWithBlackBars) {
         QRectF shown;
     };
     Case const cases[] = {
-        {{0, 0, 640, 480}, {640, 480}, {0, 0, 640, 480}},
         {{0, 0, 802, 528}, {640, 480}, {49, 0, 704, 528}},           // wider: bars left and right
         {{0, 0, 333, 1001}, {640, 480}, {0, 375.625, 333, 249.75}},  // taller: bars above, below
         {{10, 20, 1920, 1080}, {1280, 480}, {10, 200, 1920, 720}},
