@@ -70,9 +70,9 @@ uint32_t AdjustPixelReference(uint32_t pixel, Adjustment const& a) {
     double const luma = 0.2125 * c[0] + 0.7154 * c[1] + 0.0721 * c[2];
     uint32_t result = uint32_t(Alpha(pixel)) << 24;
     for (int i = 0; i < 3; ++i) {
-        double v = luma + a.saturation * (c[i] - luma);
-        v += a.brightness;
-        v = (v - 0.5) * a.contrast + 0.5;
+        // Saturation about the luma, then brightness added, then contrast about mid grey.
+        double const v =
+            (luma + a.saturation * (c[i] - luma) + a.brightness - 0.5) * a.contrast + 0.5;
         long const byte = std::lround(std::clamp(v * alpha * 255.0, 0.0, alpha * 255.0));
         result |= uint32_t(byte) << (16 - 8 * i);
     }
@@ -96,9 +96,9 @@ TEST_P(ReferenceKernels, EachFilterComputesWhatItStatesAndTheFusedPassMatchesThe
     };
     for (bool opaque : {true, false}) {
         Picture const source = RandomPicture(67, 13, opaque ? 21 : 22, opaque);
+        std::vector<Picture> keep;
         for (Adjustment const& a : adjustments) {
             SCOPED_TRACE(testing::Message() << "EV " << a.ev << " opaque " << opaque);
-            std::vector<Picture> keep;
             CIImage const fused = Adjust(source, a, false, keep);
             // The three filters are one colour map over the source: one pass.
             EXPECT_EQ(fused.description().count("colorMap("), 1)
@@ -114,7 +114,6 @@ TEST_P(ReferenceKernels, EachFilterComputesWhatItStatesAndTheFusedPassMatchesThe
             EXPECT_LE(MaxByteDifference(out, oneByOne), a.contrast > 2 ? 6 : 3);
         }
         // Neutral stages leave no colour pass at all.
-        std::vector<Picture> keep;
         EXPECT_EQ(Adjust(source, {{1, 1, 1}, 0, 1, 0, 1}, false, keep).description(),
                   "source(67x13)");
     }
@@ -182,6 +181,11 @@ TEST(CIAffineBilinearRow, SIMDMatchesReferenceByteForByte) {
     struct Size {
         int columns, rows;
     };
+    // Steps of a small turn either way and of a steep one.
+    struct Step {
+        int64_t u, v;
+    };
+    Step const steps[] = {{65500, 1700}, {64000, -2500}, {30000, 60000}, {-40000, 9000}};
     for (Size const size : {Size{1, 1}, Size{2, 3}, Size{7, 5}, Size{640, 4}}) {
         // The picture ends where its last row does, so a read past it shows under ASan; a
         // negative row step reads bottom-up memory.
@@ -192,24 +196,16 @@ TEST(CIAffineBilinearRow, SIMDMatchesReferenceByteForByte) {
             auto const* base = reinterpret_cast<unsigned char const*>(
                 bottomUp ? pixels.data() + static_cast<size_t>(size.columns) * (size.rows - 1)
                          : pixels.data());
-            // Steps of a small turn either way and of a steep one; starting outside, so the
-            // held edges are exercised.
-            for (auto const& [stepU, stepV] : {std::pair<int64_t, int64_t>{65500, 1700},
-                                               {64000, -2500},
-                                               {30000, 60000},
-                                               {-40000, 9000}}) {
+            // Each run starts outside the picture, so the held edges are exercised.
+            for (Step const step : steps) {
+                int64_t const u = step.u > 0 ? -70000 : (int64_t{size.columns} << 16) + 5000;
+                int64_t const v = step.v > 0 ? -20000 : (int64_t{size.rows} << 16) + 3000;
+                CIAffineSpan const span{u, v, step.u, step.v, size.columns - 1, size.rows - 1};
                 int const width = 2 * size.columns + 3;
-                CIAffineSpan const span{stepU > 0 ? -70000 : (int64_t{size.columns} << 16) + 5000,
-                                        stepV > 0 ? -20000 : (int64_t{size.rows} << 16) + 3000,
-                                        stepU,
-                                        stepV,
-                                        size.columns - 1,
-                                        size.rows - 1};
-                std::vector<uint32_t> simd(static_cast<size_t>(width)),
-                    reference(static_cast<size_t>(width));
+                std::vector<uint32_t> simd(static_cast<size_t>(width)), reference(simd.size());
                 CIAffineBilinearRow_SSE2(base, rowBytes, simd.data(), width, span);
                 CIAffineBilinearRow_C(base, rowBytes, reference.data(), width, span);
-                ASSERT_EQ(simd, reference) << size.columns << "x" << size.rows << " " << stepU;
+                ASSERT_EQ(simd, reference) << size.columns << "x" << size.rows << " " << step.u;
             }
         }
     }

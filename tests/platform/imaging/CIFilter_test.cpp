@@ -25,8 +25,7 @@ TEST(CIFilterInputs, OutputNeedsAnImageAndUnsetNumbersReadAsTheirDefaults) {
     EXPECT_TRUE(filter->outputImage().isEmpty());
 
     // Nothing set but the image: saturation 1, brightness 0, contrast 1 leave it alone.
-    Picture const source = RandomPicture(5, 5, 40, false);
-    CIImage const image = source.image();
+    CIImage const image = RandomPicture(5, 5, 40, false).image();
     filter->setValue(image, "inputImage");
     EXPECT_EQ(filter->valueForKey("outputImage").value<CIImage>(), image);
     filter->setValue(QVariant(), "inputImage");

@@ -24,7 +24,6 @@ struct Picture {
     int height = 0;
     std::vector<uint32_t> pixels;
 
-    Picture() = default;
     Picture(int w, int h, uint32_t fill = 0) : width(w), height(h), pixels(size_t(w) * h, fill) {}
     uint32_t& at(int x, int y) { return pixels[size_t(y) * width + x]; }
     uint32_t at(int x, int y) const { return pixels[size_t(y) * width + x]; }
@@ -52,11 +51,11 @@ inline uint32_t RandomPixel(std::mt19937& rng, bool opaque) {
     return Pixel(a, r, g, b);
 }
 
-// `count` valid pixels of any alpha, for the row kernels.
-inline std::vector<uint32_t> RandomRow(std::mt19937& rng, size_t count) {
+// `count` valid pixels, of any alpha unless `opaque`.
+inline std::vector<uint32_t> RandomRow(std::mt19937& rng, size_t count, bool opaque = false) {
     std::vector<uint32_t> row(count);
     for (uint32_t& p : row) {
-        p = RandomPixel(rng, false);
+        p = RandomPixel(rng, opaque);
     }
     return row;
 }
@@ -64,9 +63,7 @@ inline std::vector<uint32_t> RandomRow(std::mt19937& rng, size_t count) {
 inline Picture RandomPicture(int width, int height, uint32_t seed, bool opaque) {
     std::mt19937 rng(seed);
     Picture picture(width, height);
-    for (uint32_t& p : picture.pixels) {
-        p = RandomPixel(rng, opaque);
-    }
+    picture.pixels = RandomRow(rng, picture.pixels.size(), opaque);
     return picture;
 }
 
