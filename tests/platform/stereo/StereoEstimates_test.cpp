@@ -34,9 +34,7 @@ QTransform AboutCentre(double down, double degrees, double scale) {
 }
 
 QImage Warped(QImage const& image, QTransform const& transform) {
-    CIImage const moved =
-        CIImage::imageWithQImage(image).imageByApplyingTransform(transform).imageByCroppingToRect(
-            QRectF(0, 0, 640, 480));
+    CIImage const moved = CIImage::imageWithQImage(image).imageByApplyingTransform(transform);
     return CIContext::createQImage(moved, QRectF(0, 0, 640, 480));
 }
 
