@@ -1,7 +1,5 @@
-// Parameter mapping: the table walk, the five passes, the colour conversions the settings use;
-// the typed stored defaults.
-
-#include "CocoaX/ParamMapping.h"
+// Parameter mapping: the table walk, the five passes, the control conversions and the
+// colour lock; the typed stored defaults.
 
 #include <clocale>
 #include <vector>
@@ -11,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "CocoaX/NSUserDefaults.h"
+#include "CocoaX/ParamMapping.h"
 #include "platform/defaults/UserDefaults.h"
 #include "tests/support/TestLogCapture.h"
 
@@ -74,11 +73,48 @@ TEST(ParamMappingTest, ConversionsReadAndWriteTheSameTextUnderEveryLocale) {
     std::setlocale(LC_NUMERIC, "de_DE.UTF-8");
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
 
-    // The colour well's text as the settings keep it, and its exact value read back.
     using namespace ParamConvert;
     Recorder control;
-    control.color = QColor::fromRgbF(0.0f, 0.5f, 0.96f);
-    EXPECT_EQ(GetColor3(control).toString(), "rgb(0.0,0.5,1.0)");
+    struct BoolCase {
+        int value;
+        char const* text;
+    };
+    for (BoolCase const c : {BoolCase{1, "true"}, BoolCase{256, "false"}, BoolCase{257, "true"}}) {
+        control.value = c.value;
+        EXPECT_EQ(GetBool(control).toString(), c.text) << c.value;
+    }
+    SetBool(control, "TRUE");
+    EXPECT_EQ(control.value, 1);
+    SetBool(control, QVariant());
+    EXPECT_EQ(control.value, 0);
+
+    control.color = QColor::fromRgbF(1, 1, 1);
+    EXPECT_EQ(GetColor3(control).toString(), "rgb(1.0,1.0,1.0)");
+    control.color = QColor::fromRgbF(0.0f, 0.5f, 0.96f, 0.5f);
+    EXPECT_EQ(GetColor4(control).toString(), "rgba(0.0,0.5,1.0,0.5)");
+
+    struct ColorCase {
+        bool locked;
+        bool fourComponents;
+        char const* text;
+        QColor before;
+        QColor after;
+    };
+    QColor const red = QColor::fromRgbF(1, 0, 0);
+    ColorCase const cases[] = {
+        {false, false, "rgb(0.5,0.25,1.0)", red, QColor::fromRgbF(0.5f, 0.25f, 1.0f)},
+        {false, false, "rgb(0.5)", red, QColor::fromRgbF(0.5f, 0, 0)},  // unparsed stay 0
+        {false, true, "rgba(0.5,0.5,0.5)", red, QColor::fromRgbF(0.5f, 0.5f, 0.5f, 1.0f)},
+        {true, false, "rgb(0.5,0.5,0.5)", red, red},
+        {true, true, "rgba(0.5,0.5,0.5,0.25)", red, QColor::fromRgbF(1, 0, 0, 0.25f)},
+    };
+    for (ColorCase const& c : cases) {
+        setColorParamsLocked(c.locked);
+        control.color = c.before;
+        (c.fourComponents ? SetColor4 : SetColor3)(control, QString::fromLatin1(c.text));
+        EXPECT_EQ(control.color.rgba(), c.after.rgba()) << c.text;
+    }
+    setColorParamsLocked(false);
     SetColorExact(control, "#336699");
     EXPECT_EQ(GetColorExact(control).toString(), "#336699") << "kept to the 8-bit value";
 
