@@ -89,37 +89,31 @@ TEST(V4L2Formats, ThePreferredFormatAtTheSmallestSizeThatCoversTheRequest) {
                                                  Format(kCodecBGR24, "24 bpp RGB, le", {}),
                                                  Format(kCodecYUYV, "4:2:2, packed, YUYV", {}),
                                                  Format(kCodecUYVY, "4:2:2, packed, UYVY", {})};
+    std::vector<V4L2FormatAnswers> const undecodable = {
+        Format(kH264, "H.264", {{640, 480}}),
+        Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})};
     struct Case {
         char const* what;
         std::vector<V4L2FormatAnswers> formats;
         std::uint32_t width, height;  // asked
-        bool fFound;
-        OSType code;
+        OSType code;                  // 0: none is chosen
         std::uint32_t chosenWidth, chosenHeight;
     };
-    std::vector<V4L2FormatAnswers> const undecodable = {
-        Format(kH264, "H.264", {{640, 480}}),
-        Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})};
     for (Case const& c : std::vector<Case>{
-             {"MJPEG at the request", UVCWebcam(), 640, 480, true, kCodecMJPEG, 640, 480},
-             {"864x480 is not tall enough", UVCWebcam(), 700, 500, true, kCodecMJPEG, 1280, 720},
-             {"a format that covers wins", small, 640, 480, true, kCodecYUYV, 640, 480},
-             {"none covers: preferred, largest", small, 1280, 960, true, kCodecMJPEG, 320, 240},
-             {"vivid", vivid, 640, 480, true, kCodecYUYV, 640, 480},
-             {"no sizes: the request", bttv, 640, 480, true, kCodecYUYV, 640, 480},
-             {"stepwise", {Stepwise(kCodecYUYV, 16, 16, 1920, 1080, 4)}, 641, 479, true,
-              kCodecYUYV, 644, 480},  // 16 + 157 steps of 4
-             {"stepwise, too small", {Stepwise(kCodecYUYV, 16, 16, 320, 240, 2)}, 640, 480, true,
-              kCodecYUYV, 320, 240},
-             {"nothing decodable", undecodable, 640, 480, false, 0, 0, 0}}) {
+             {"MJPEG at the request", UVCWebcam(), 640, 480, kCodecMJPEG, 640, 480},
+             {"864x480 is not tall enough", UVCWebcam(), 700, 500, kCodecMJPEG, 1280, 720},
+             {"a format that covers wins", small, 640, 480, kCodecYUYV, 640, 480},
+             {"none covers: preferred, largest", small, 1280, 960, kCodecMJPEG, 320, 240},
+             {"vivid", vivid, 640, 480, kCodecYUYV, 640, 480},
+             {"no sizes: the request", bttv, 640, 480, kCodecYUYV, 640, 480},
+             {"stepwise", {Stepwise(kCodecYUYV, 16, 16, 1920, 1080, 4)}, 641, 479, kCodecYUYV,
+              644, 480},  // 16 + 157 steps of 4
+             {"nothing decodable", undecodable, 640, 480, 0, 0, 0}}) {
         SCOPED_TRACE(c.what);
         V4L2FormatChoice choice;
-        ASSERT_EQ(V4L2Formats::ChooseFormat(c.formats, c.width, c.height, choice), c.fFound);
-        if (c.fFound) {
-            EXPECT_EQ(choice.pixelFormat, c.code);
-            EXPECT_EQ(choice.width, c.chosenWidth);
-            EXPECT_EQ(choice.height, c.chosenHeight);
-        }
+        ASSERT_EQ(V4L2Formats::ChooseFormat(c.formats, c.width, c.height, choice), c.code != 0);
+        EXPECT_EQ(std::tie(choice.pixelFormat, choice.width, choice.height),
+                  std::tie(c.code, c.chosenWidth, c.chosenHeight));
     }
 }
 
@@ -142,27 +136,26 @@ v4l2_frmivalenum StepwiseInterval(v4l2_fract min, v4l2_fract max) {
 }
 
 TEST(V4L2Formats, ThirtyFramesASecondWhereOffered) {
+    struct Case {
+        std::vector<v4l2_frmivalenum> offered;
+        double framesPerSecond;  // asked; 0: the default of 30
+        v4l2_fract chosen;
+    };
+    for (Case const& c : std::vector<Case>{
+             {Intervals({{1, 5}, {1, 15}, {2, 60}, {1, 60}}), 0, {2, 60}},
+             {Intervals({{1, 25}, {1, 15}, {1, 10}, {1, 5}}), 0, {1, 25}},  // vivid at 640x480
+             {Intervals({{1, 120}, {1, 60}}), 0, {1, 60}},  // only faster: the slowest
+             {{StepwiseInterval({1, 60}, {1, 1})}, 0, {1, 30}},
+             // The other eye's camera runs at 25: this one is asked for 25. (Where it is
+             // offered, the streaming test below asks for the other eye's 15.)
+             {{StepwiseInterval({1, 60}, {1, 1})}, 25.0, {1, 25}},
+             {{StepwiseInterval({1, 15}, {1, 1})}, 0, {1, 15}}}) {
+        v4l2_fract chosen{};
+        ASSERT_TRUE(V4L2Formats::ChooseInterval(c.offered, chosen, c.framesPerSecond));
+        EXPECT_EQ(std::tie(chosen.numerator, chosen.denominator),
+                  std::tie(c.chosen.numerator, c.chosen.denominator));
+    }
     v4l2_fract chosen{};
-    ASSERT_TRUE(
-        V4L2Formats::ChooseInterval(Intervals({{1, 5}, {1, 15}, {2, 60}, {1, 60}}), chosen));
-    EXPECT_EQ(chosen.numerator, 2u);  // 2/60 is 1/30
-    EXPECT_EQ(chosen.denominator, 60u);
-    // vivid's webcam at 640 x 480: 25 a second at best.
-    ASSERT_TRUE(
-        V4L2Formats::ChooseInterval(Intervals({{1, 25}, {1, 15}, {1, 10}, {1, 5}}), chosen));
-    EXPECT_EQ(chosen.denominator, 25u);
-    // Only faster than 30: the slowest of them.
-    ASSERT_TRUE(V4L2Formats::ChooseInterval(Intervals({{1, 120}, {1, 60}}), chosen));
-    EXPECT_EQ(chosen.denominator, 60u);
-
-    ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen));
-    EXPECT_EQ(chosen.denominator, 30u);
-    // The other eye's camera runs at 25: this one is asked for 25. (Where it is offered, the
-    // streaming test below asks for the other eye's 15.)
-    ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 60}, {1, 1})}, chosen, 25.0));
-    EXPECT_EQ(chosen.denominator, 25u);
-    ASSERT_TRUE(V4L2Formats::ChooseInterval({StepwiseInterval({1, 15}, {1, 1})}, chosen));
-    EXPECT_EQ(chosen.denominator, 15u);
     EXPECT_FALSE(V4L2Formats::ChooseInterval({}, chosen));
 }
 
@@ -255,21 +248,16 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
 }
 
 TEST(V4L2Naming, LaptopCamerasComeAfterPluggedInOnesAndInfraredNeverByDefault) {
-    auto node = [](int number, char const* card, char const* bus, std::uint32_t caps,
-                   std::vector<std::uint32_t> formats, bool fBuiltIn) {
-        V4L2NodeAnswers answers = Node(number, "uvcvideo", card, bus, caps);
-        answers.pixelFormats = std::move(formats);
-        answers.fBuiltIn = fBuiltIn;
-        return answers;
-    };
-    std::vector<V4L2NodeAnswers> const nodes = {
-        node(0, "Integrated Camera", "usb-0000:00:14.0-8", kCapture, {kCodecMJPEG, kCodecYUYV},
-             true),
-        node(2, "Integrated IR Camera", "usb-0000:00:14.0-8", kCapture, {kCodecGrey}, true),
-        node(4, "Intel IPU6 ISYS Capture 0", "PCI:0000:00:05.0", kCapture | V4L2_CAP_IO_MC,
-             {V4L2_PIX_FMT_SGRBG10}, false),
-        node(5, "HD Pro Webcam C920", "usb-0000:00:14.0-1", kCapture, {kCodecMJPEG}, false),
-        node(6, "vivid", "platform:vivid-000", kCapture | V4L2_CAP_IO_MC, {kCodecYUYV}, false)};
+    std::vector<V4L2NodeAnswers> nodes = {
+        Node(0, "uvcvideo", "Integrated Camera", "usb-0000:00:14.0-8", kCapture),
+        Node(2, "uvcvideo", "Integrated IR Camera", "usb-0000:00:14.0-8", kCapture),
+        Node(4, "ipu6", "Intel IPU6 ISYS Capture 0", "PCI:0000:00:05.0", kCapture | V4L2_CAP_IO_MC),
+        Node(5, "uvcvideo", "HD Pro Webcam C920", "usb-0000:00:14.0-1", kCapture),
+        Node(6, "vivid", "vivid", "platform:vivid-000", kCapture | V4L2_CAP_IO_MC)};
+    nodes[0].fBuiltIn = true;
+    nodes[1].pixelFormats = {kCodecGrey};
+    nodes[2].pixelFormats = {V4L2_PIX_FMT_SGRBG10};
+    nodes[4].pixelFormats = {kCodecYUYV};
     std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
     std::vector<std::string> defaults;
     for (CaptureDevice const* device : CaptureRegistry::DefaultOrder(devices)) {
@@ -379,6 +367,7 @@ public:
     std::vector<V4L2FormatAnswers> formats = {
         Format(kCodecYUYV, "YUYV 4:2:2", {{640, 480}, {1280, 720}}),
         Format(kCodecMJPEG, "Motion-JPEG", {{1280, 720}, {640, 480}, {320, 240}})};
+    std::vector<v4l2_frmivalenum> intervals = Intervals({{1, 60}, {1, 30}, {1, 15}});
     std::uint32_t paddedBytesPerLine = 0;  // for raw formats; 0: no padding
     std::map<unsigned long, std::vector<int>> faults;  // errno answers, one per call, in order
     // What it was asked.
@@ -415,12 +404,11 @@ public:
             return Error(err);
         }
         switch (request) {
-            case VIDIOC_QUERYCAP: {
+            case VIDIOC_QUERYCAP:
                 ++capabilityQueries;
                 *static_cast<v4l2_capability*>(arg) =
                     Node(0, "uvcvideo", "USB Camera", "usb-0000:00:14.0-1", kCapture).capability;
                 return 0;
-            }
             case VIDIOC_ENUM_FMT: {
                 auto& description = *static_cast<v4l2_fmtdesc*>(arg);
                 if (description.index >= formats.size()) {
@@ -431,24 +419,15 @@ public:
             }
             case VIDIOC_ENUM_FRAMESIZES: {
                 auto& size = *static_cast<v4l2_frmsizeenum*>(arg);
-                auto const format = std::find_if(formats.begin(), formats.end(), [&](auto& f) {
-                    return f.format.pixelformat == size.pixel_format;
-                });
-                if (format == formats.end() || size.index >= format->sizes.size()) {
-                    return Error(EINVAL);
+                for (V4L2FormatAnswers const& f : formats) {
+                    if (f.format.pixelformat == size.pixel_format) {
+                        return Listed(f.sizes, size);
+                    }
                 }
-                size = format->sizes[size.index];
-                return 0;
+                return Error(EINVAL);
             }
-            case VIDIOC_ENUM_FRAMEINTERVALS: {
-                auto& answer = *static_cast<v4l2_frmivalenum*>(arg);
-                if (answer.index >= 3) {
-                    return Error(EINVAL);
-                }
-                answer.type = V4L2_FRMIVAL_TYPE_DISCRETE;
-                answer.discrete = {1, std::uint32_t{60} >> answer.index};  // 60, 30, 15 a second
-                return 0;
-            }
+            case VIDIOC_ENUM_FRAMEINTERVALS:
+                return Listed(intervals, *static_cast<v4l2_frmivalenum*>(arg));
             case VIDIOC_S_FMT: {
                 v4l2_pix_format& pix = static_cast<v4l2_format*>(arg)->fmt.pix;
                 bool const fRaw = pix.pixelformat != kCodecMJPEG;
@@ -460,9 +439,9 @@ public:
                 return 0;
             }
             case VIDIOC_G_PARM: {
-                auto& parm = *static_cast<v4l2_streamparm*>(arg);
-                parm.parm.capture.capability = V4L2_CAP_TIMEPERFRAME;
-                parm.parm.capture.timeperframe = {1, 15};
+                v4l2_captureparm& capture = static_cast<v4l2_streamparm*>(arg)->parm.capture;
+                capture.capability = V4L2_CAP_TIMEPERFRAME;
+                capture.timeperframe = {1, 15};
                 return 0;
             }
             case VIDIOC_S_PARM:
@@ -491,11 +470,8 @@ public:
                 return 0;
             }
             case VIDIOC_DQBUF:
-                if (!streaming) {
-                    return Error(EINVAL);
-                }
-                if (done.empty()) {
-                    return Error(EAGAIN);
+                if (!streaming || done.empty()) {
+                    return Error(streaming ? EAGAIN : EINVAL);
                 }
                 *static_cast<v4l2_buffer*>(arg) = done.front();
                 done.pop_front();
@@ -517,6 +493,15 @@ private:
     static int Error(int err) {
         errno = err;
         return -1;
+    }
+    // The entry of a listing ioctl's table that it asks for by index.
+    template <typename Entry>
+    static int Listed(std::vector<Entry> const& table, Entry& answer) {
+        if (answer.index >= table.size()) {
+            return Error(EINVAL);
+        }
+        answer = table[answer.index];
+        return 0;
     }
 
     std::uint32_t mSequence = 0;
