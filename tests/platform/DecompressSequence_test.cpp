@@ -50,27 +50,8 @@ private:
 };
 
 ImageDescription Format(OSType cType, int width, int height, int bytesPerLine = 0) {
-    ImageDescription description;
-    description.cType = cType;
-    description.width = static_cast<std::int16_t>(width);
-    description.height = static_cast<std::int16_t>(height);
-    description.bytesPerLine = bytesPerLine;
-    return description;
-}
-
-// The centre of a picture in the frame buffer's 4:3 shape.
-std::vector<std::uint8_t> Centre(std::vector<std::uint8_t> const& picture, int width, int height,
-                                 int& centreWidth, int& centreHeight) {
-    centreWidth = std::min(width, height * kWidth / kHeight);
-    centreHeight = std::min(height, width * kHeight / kWidth);
-    int const left = (width - centreWidth) / 2;
-    int const top = (height - centreHeight) / 2;
-    std::vector<std::uint8_t> centre;
-    for (int y = top; y < top + centreHeight; ++y) {
-        auto const row = picture.begin() + (static_cast<std::ptrdiff_t>(y) * width + left) * 4;
-        centre.insert(centre.end(), row, row + centreWidth * 4);
-    }
-    return centre;
+    return {cType, static_cast<std::int16_t>(width), static_cast<std::int16_t>(height),
+            bytesPerLine};
 }
 
 TEST(DecompressSequence, MJPEGOfEachCameraSizeFillsTheFrameBufferWithItsCentre) {
@@ -99,12 +80,8 @@ TEST(DecompressSequence, MJPEGOfEachCameraSizeFillsTheFrameBufferWithItsCentre) 
         EXPECT_EQ(sequence.DecodesDirectly(), c.fDirect);
         EXPECT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr) << sequence.LastError();
         EXPECT_TRUE(buffer.OpaqueWithPaddingUntouched());
-        int centreWidth = 0;
-        int centreHeight = 0;
-        std::vector<std::uint8_t> const centre =
-            Centre(picture, c.width, c.height, centreWidth, centreHeight);
         std::vector<std::uint8_t> const expected =
-            Scaled(centre, centreWidth, centreHeight, kWidth, kHeight);
+            ScaledCentre(picture, c.width, c.height, kWidth, kHeight);
         EXPECT_LT(MeanDifference(buffer.Data(), FrameBuffer::kRowBytes, expected.data(),
                                  kWidth * 4, kWidth, kHeight),
                   3.0);
@@ -210,9 +187,9 @@ TEST(DecompressSequence, RawFormatsOfOtherSizesAreScaled) {
     EXPECT_FALSE(sequence.DecodesDirectly());
     ASSERT_EQ(sequence.DecodeFrame(grey.data(), grey.size()), noErr);
     std::uint8_t const* last = buffer.Data() + FrameBuffer::kRowBytes * 479 + 639 * 4;
-    EXPECT_NEAR(last[0], 77, 2);
-    EXPECT_NEAR(last[1], 77, 2);
-    EXPECT_NEAR(last[2], 77, 2);
+    for (int colour = 0; colour < 3; ++colour) {
+        EXPECT_NEAR(last[colour], 77, 2);
+    }
     EXPECT_TRUE(buffer.OpaqueWithPaddingUntouched());
 
     // NV12 at 1280 x 720 with padded rows: the chroma plane starts after the padded luma.
