@@ -33,17 +33,14 @@ namespace {
 
 // ---- Recorded answers ----
 
-V4L2FormatAnswers Format(OSType code, char const* description,
-                         std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes) {
+V4L2FormatAnswers Format(OSType code,
+                         std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes = {}) {
     V4L2FormatAnswers answers;
     answers.format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     answers.format.pixelformat = code;
-    std::strncpy(reinterpret_cast<char*>(answers.format.description), description,
-                 sizeof(answers.format.description) - 1);
     for (std::uint32_t i = 0; i < sizes.size(); ++i) {
         v4l2_frmsizeenum size{};
         size.index = i;
-        size.pixel_format = code;
         size.type = V4L2_FRMSIZE_TYPE_DISCRETE;
         size.discrete = {sizes[i].first, sizes[i].second};
         answers.sizes.push_back(size);
@@ -53,9 +50,8 @@ V4L2FormatAnswers Format(OSType code, char const* description,
 
 V4L2FormatAnswers Stepwise(OSType code, std::uint32_t minW, std::uint32_t minH, std::uint32_t maxW,
                            std::uint32_t maxH, std::uint32_t step) {
-    V4L2FormatAnswers answers = Format(code, "stepwise", {});
+    V4L2FormatAnswers answers = Format(code);
     v4l2_frmsizeenum size{};
-    size.pixel_format = code;
     size.type = V4L2_FRMSIZE_TYPE_STEPWISE;
     size.stepwise = {minW, maxW, step, minH, maxH, step};
     answers.sizes.push_back(size);
@@ -66,32 +62,28 @@ constexpr OSType kH264 = PixelFourCC('H', '2', '6', '4');
 
 // A 1080p USB webcam (uvcvideo): YUYV, H.264 and MJPEG, in the order it lists them.
 std::vector<V4L2FormatAnswers> UVCWebcam() {
-    return {Format(kCodecYUYV, "YUYV 4:2:2",
-                   {{640, 480}, {160, 90}, {320, 240}, {800, 600}, {1280, 720}, {1920, 1080}}),
-            Format(kH264, "H.264", {{640, 480}, {1280, 720}, {1920, 1080}}),
-            Format(kCodecMJPEG, "Motion-JPEG",
-                   {{1920, 1080}, {1280, 720}, {864, 480}, {640, 480}, {320, 240}})};
+    return {
+        Format(kCodecYUYV,
+               {{640, 480}, {160, 90}, {320, 240}, {800, 600}, {1280, 720}, {1920, 1080}}),
+        Format(kH264, {{640, 480}, {1280, 720}, {1920, 1080}}),
+        Format(kCodecMJPEG, {{1920, 1080}, {1280, 720}, {864, 480}, {640, 480}, {320, 240}})};
 }
 
 TEST(V4L2Formats, ThePreferredFormatAtTheSmallestSizeThatCoversTheRequest) {
     // MJPEG only up to 320 x 240, YUYV up to 640 x 480.
-    std::vector<V4L2FormatAnswers> const small = {
-        Format(kCodecMJPEG, "Motion-JPEG", {{320, 240}, {160, 120}}),
-        Format(kCodecYUYV, "YUYV 4:2:2", {{640, 480}, {320, 240}}),
-        Format(kCodecNV12, "Y/CbCr 4:2:0", {{640, 480}})};
+    std::vector<V4L2FormatAnswers> const small = {Format(kCodecMJPEG, {{320, 240}, {160, 120}}),
+                                                  Format(kCodecYUYV, {{640, 480}, {320, 240}}),
+                                                  Format(kCodecNV12, {{640, 480}})};
     // vivid's webcam: raw formats only, YUYV listed after others.
     std::vector<V4L2FormatAnswers> const vivid = {
-        Format(kCodecNV12, "Y/CbCr 4:2:0", {{320, 180}, {640, 480}, {1280, 720}}),
-        Format(kCodecYUYV, "YUYV 4:2:2", {{320, 180}, {640, 360}, {640, 480}, {1280, 720}}),
-        Format(kCodecUYVY, "UYVY 4:2:2", {{640, 480}})};
+        Format(kCodecNV12, {{320, 180}, {640, 480}, {1280, 720}}),
+        Format(kCodecYUYV, {{320, 180}, {640, 360}, {640, 480}, {1280, 720}}),
+        Format(kCodecUYVY, {{640, 480}})};
     // bttv with several inputs: VIDIOC_ENUM_FRAMESIZES is ENOTTY for every format.
-    std::vector<V4L2FormatAnswers> const bttv = {Format(kCodecGrey, "8 bpp, gray", {}),
-                                                 Format(kCodecBGR24, "24 bpp RGB, le", {}),
-                                                 Format(kCodecYUYV, "4:2:2, packed, YUYV", {}),
-                                                 Format(kCodecUYVY, "4:2:2, packed, UYVY", {})};
+    std::vector<V4L2FormatAnswers> const bttv = {Format(kCodecGrey), Format(kCodecBGR24),
+                                                 Format(kCodecYUYV), Format(kCodecUYVY)};
     std::vector<V4L2FormatAnswers> const undecodable = {
-        Format(kH264, "H.264", {{640, 480}}),
-        Format(PixelFourCC('Y', '1', '6', ' '), "Y16", {{640, 480}})};
+        Format(kH264, {{640, 480}}), Format(PixelFourCC('Y', '1', '6', ' '), {{640, 480}})};
     struct Case {
         char const* what;
         std::vector<V4L2FormatAnswers> formats;
@@ -365,8 +357,8 @@ public:
     std::string path;
     // What it answers.
     std::vector<V4L2FormatAnswers> formats = {
-        Format(kCodecYUYV, "YUYV 4:2:2", {{640, 480}, {1280, 720}}),
-        Format(kCodecMJPEG, "Motion-JPEG", {{1280, 720}, {640, 480}, {320, 240}})};
+        Format(kCodecYUYV, {{640, 480}, {1280, 720}}),
+        Format(kCodecMJPEG, {{1280, 720}, {640, 480}, {320, 240}})};
     std::vector<v4l2_frmivalenum> intervals = Intervals({{1, 60}, {1, 30}, {1, 15}});
     std::uint32_t paddedBytesPerLine = 0;  // for raw formats; 0: no padding
     std::map<unsigned long, std::vector<int>> faults;  // errno answers, one per call, in order
@@ -576,7 +568,7 @@ TEST_F(ReplayedWebcam, AsksForTheOtherEyesRateAndKeepsTheDriversRowLength) {
     EXPECT_EQ(inStep.FramesPerSecond(), 15.0);
 
     // A raw camera with padded rows: the driver's row length is kept.
-    mCamera.formats = {Format(kCodecYUYV, "YUYV 4:2:2", {{640, 480}})};
+    mCamera.formats = {Format(kCodecYUYV, {{640, 480}})};
     mCamera.paddedBytesPerLine = 1536;
     V4L2Source raw;
     ASSERT_EQ(Open(raw), noErr);
