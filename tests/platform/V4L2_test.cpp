@@ -350,9 +350,15 @@ public:
     static constexpr std::uint32_t kBufferLength = 65536;
     static constexpr std::uint32_t kBufferCount = 4;
 
+    // Answers every V4L2 ioctl while it lives.
     ReplayCamera() : path(TestEnvironment::Home() + "/video0") {
         TestEnvironment::WriteFile(path, std::string(kBufferCount * kBufferLength, '\0'));
+        sActive = this;
+        SetV4L2IoctlFunction([](int, unsigned long request, void* arg) {
+            return sActive->Answer(request, arg);
+        });
     }
+    ~ReplayCamera() { SetV4L2IoctlFunction(nullptr); }
 
     std::string path;
     // What it answers.
@@ -496,12 +502,9 @@ private:
         return 0;
     }
 
+    static inline ReplayCamera* sActive = nullptr;
     std::uint32_t mSequence = 0;
 };
-
-ReplayCamera* sCamera = nullptr;
-
-int ReplayIoctl(int fd, unsigned long request, void* arg) { return sCamera->Answer(request, arg); }
 
 // Keeps what a source delivers.
 class FrameCollector : public CaptureFrameHandler {
@@ -515,18 +518,7 @@ public:
 
 class ReplayedWebcam : public ::testing::Test {
 protected:
-    void SetUp() override {
-        sCamera = &mCamera;
-        SetV4L2IoctlFunction(ReplayIoctl);
-    }
-    void TearDown() override {
-        SetV4L2IoctlFunction(nullptr);
-        sCamera = nullptr;
-    }
-
-    int Open(V4L2Source& source, int width = 640, int height = 480) {
-        return source.Open(mCamera.path, "USB Camera", 0, width, height);
-    }
+    int Open(V4L2Source& source) { return source.Open(mCamera.path, "USB Camera", 0, 640, 480); }
 
     ReplayCamera mCamera;
 };
@@ -683,11 +675,10 @@ TEST_F(ReplayedWebcam, NoBandwidthFallsBackToFewerFramesThenSmallerThenTheOtherF
         TestLogCapture log;
         EXPECT_EQ(source.Start(), c.status);
         EXPECT_EQ(source.Compromise(), c.compromise);
-        EXPECT_EQ(source.Description().cType, c.code);
-        EXPECT_EQ(source.Description().width, static_cast<int>(c.width));
-        EXPECT_EQ(mCamera.format.height, c.height);
-        EXPECT_EQ(mCamera.interval.denominator, c.framesPerSecond);
-        EXPECT_EQ(mCamera.streaming, c.status == noErr);
+        ImageDescription const& taken = source.Description();
+        EXPECT_EQ(std::make_tuple(taken.cType, std::uint32_t(taken.width), mCamera.format.height,
+                                  mCamera.interval.denominator, mCamera.streaming),
+                  std::make_tuple(c.code, c.width, c.height, c.framesPerSecond, c.status == noErr));
         EXPECT_TRUE(log.Contains("'USB Camera' cannot stream MJPG 640x480 at 30 fps")) << log.Lines();
         if (c.status != noErr) {
             EXPECT_TRUE(mCamera.queued.empty()) << "the queued buffers were taken back";
