@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QRectF>
+
 #include "platform/capture/TestPatternScene.h"
 
 namespace {
@@ -42,22 +44,13 @@ int BestShift(Picture const& left, Picture const& right, int x, int y) {
     return static_cast<int>(std::min_element(sums.begin(), sums.end()) - sums.begin());
 }
 
-struct ScreenRect {
-    double left, top, right, bottom;
-    bool Contains(double x, double y, double size) const {
-        return x >= left && y >= top && x + size <= right && y + size <= bottom;
-    }
-    bool Meets(double x, double y, double size) const {
-        return x < right && x + size > left && y < bottom && y + size > top;
-    }
-};
-
-ScreenRect Projected(TestPatternScene::Plane const& plane, TestPatternScene::Eye eye) {
-    return {
-        TestPatternScene::ProjectX(plane.centerX - plane.halfWidth, plane.depth, eye, kWidth),
-        TestPatternScene::ProjectY(plane.centerY + plane.halfHeight, plane.depth, kHeight, kWidth),
-        TestPatternScene::ProjectX(plane.centerX + plane.halfWidth, plane.depth, eye, kWidth),
-        TestPatternScene::ProjectY(plane.centerY - plane.halfHeight, plane.depth, kHeight, kWidth)};
+QRectF Projected(TestPatternScene::Plane const& plane, TestPatternScene::Eye eye) {
+    using Scene = TestPatternScene;
+    return QRectF(
+        QPointF(Scene::ProjectX(plane.centerX - plane.halfWidth, plane.depth, eye, kWidth),
+                Scene::ProjectY(plane.centerY + plane.halfHeight, plane.depth, kHeight, kWidth)),
+        QPointF(Scene::ProjectX(plane.centerX + plane.halfWidth, plane.depth, eye, kWidth),
+                Scene::ProjectY(plane.centerY - plane.halfHeight, plane.depth, kHeight, kWidth)));
 }
 
 TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanesMove) {
@@ -80,13 +73,11 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
                     bool visible = true;
                     for (auto eye : {TestPatternScene::kLeftEye, TestPatternScene::kRightEye}) {
                         double const d = eye == TestPatternScene::kLeftEye ? 0.0 : disparity;
-                        if (p > 0 && !Projected(planes[p], eye).Contains(x - d, y, 16)) {
-                            visible = false;
-                        }
+                        visible &= p == 0 || Projected(planes[p], eye).contains(
+                                                 QRectF(x - d, y, 16, 16));
                         for (int q = p + 1; q < TestPatternScene::kPlaneCount; ++q) {
-                            if (Projected(planes[q], eye).Meets(x - d - 2, y - 2, 20)) {
-                                visible = false;
-                            }
+                            visible &= !Projected(planes[q], eye).intersects(
+                                QRectF(x - d - 2, y - 2, 20, 20));
                         }
                     }
                     if (visible) {
