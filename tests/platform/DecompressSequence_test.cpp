@@ -26,15 +26,9 @@ struct FrameBuffer {
     SGPixMap PixMap() { return {bytes.data(), kRowBytes, kWidth, kHeight}; }
     // Every pixel opaque, and the padding as it was.
     bool OpaqueWithPaddingUntouched() const {
-        for (int y = 0; y < kHeight; ++y) {
-            auto const row = bytes.begin() + static_cast<std::ptrdiff_t>(y) * kRowBytes;
-            for (int x = 0; x < kWidth; ++x) {
-                if (row[x * 4 + 3] != 255) {
-                    return false;
-                }
-            }
-            if (!std::all_of(row + kWidth * 4, row + kRowBytes,
-                             [](std::uint8_t b) { return b == kSentinel; })) {
+        for (std::size_t at = 0; at < bytes.size(); ++at) {
+            std::size_t const x = at % kRowBytes;
+            if (x < kWidth * 4 ? x % 4 == 3 && bytes[at] != 255 : bytes[at] != kSentinel) {
                 return false;
             }
         }
