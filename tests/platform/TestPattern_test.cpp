@@ -17,16 +17,14 @@ namespace {
 constexpr int kWidth = 640;
 constexpr int kHeight = 480;
 
+// One eye's picture of the scene at a moment.
 struct Picture {
-    std::vector<std::uint8_t> argb = std::vector<std::uint8_t>(kWidth * kHeight * 4);
+    Picture(double seconds, TestPatternScene::Eye eye) {
+        TestPatternScene::Render(seconds, eye, argb.data(), kWidth * 4, kWidth, kHeight);
+    }
     std::uint8_t const* At(int x, int y) const { return &argb[(y * kWidth + x) * 4]; }
+    std::vector<std::uint8_t> argb = std::vector<std::uint8_t>(kWidth * kHeight * 4);
 };
-
-Picture Render(double seconds, TestPatternScene::Eye eye) {
-    Picture picture;
-    TestPatternScene::Render(seconds, eye, picture.argb.data(), kWidth * 4, kWidth, kHeight);
-    return picture;
-}
 
 // The horizontal shift (0..80) that best maps a 16 x 16 patch of the left picture at (x, y)
 // onto the right picture (the smallest, of equally good ones).
@@ -58,8 +56,8 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
     for (double seconds : {0.0, 2.5}) {
         TestPatternScene::Plane planes[TestPatternScene::kPlaneCount];
         TestPatternScene::PlanesAt(seconds, planes);
-        Picture const left = Render(seconds, TestPatternScene::kLeftEye);
-        Picture const right = Render(seconds, TestPatternScene::kRightEye);
+        Picture const left(seconds, TestPatternScene::kLeftEye);
+        Picture const right(seconds, TestPatternScene::kRightEye);
         EXPECT_NE(left.argb, right.argb);
         lefts.push_back(left);
 
@@ -95,7 +93,7 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
         EXPECT_GT(shifts.back(), shifts.front() + 10);
     }
     EXPECT_NE(lefts[0].argb, lefts[1].argb);
-    EXPECT_EQ(Render(0.0, TestPatternScene::kLeftEye).argb, lefts[0].argb)
+    EXPECT_EQ(Picture(0.0, TestPatternScene::kLeftEye).argb, lefts[0].argb)
         << "one moment, one picture";
 }
 
