@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
