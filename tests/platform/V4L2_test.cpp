@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -103,8 +104,8 @@ TEST(V4L2Formats, ThePreferredFormatAtTheSmallestSizeThatCoversTheRequest) {
         SCOPED_TRACE(c.what);
         V4L2FormatChoice choice;
         ASSERT_EQ(V4L2Formats::ChooseFormat(c.formats, c.width, c.height, choice), c.code != 0);
-        EXPECT_EQ(std::tie(choice.pixelFormat, choice.width, choice.height),
-                  std::tie(c.code, c.chosenWidth, c.chosenHeight));
+        EXPECT_EQ(std::make_tuple(choice.pixelFormat, choice.width, choice.height),
+                  std::make_tuple(c.code, c.chosenWidth, c.chosenHeight));
     }
 }
 
@@ -143,8 +144,8 @@ TEST(V4L2Formats, ThirtyFramesASecondWhereOffered) {
              {{StepwiseInterval({1, 15}, {1, 1})}, 0, {1, 15}}}) {
         v4l2_fract chosen{};
         ASSERT_TRUE(V4L2Formats::ChooseInterval(c.offered, chosen, c.framesPerSecond));
-        EXPECT_EQ(std::tie(chosen.numerator, chosen.denominator),
-                  std::tie(c.chosen.numerator, c.chosen.denominator));
+        EXPECT_EQ(std::make_tuple(chosen.numerator, chosen.denominator),
+                  std::make_tuple(c.chosen.numerator, c.chosen.denominator));
     }
     v4l2_fract chosen{};
     EXPECT_FALSE(V4L2Formats::ChooseInterval({}, chosen));
