@@ -202,8 +202,7 @@ TEST(ComponentBundle, InstallsByLinkAndLoadsUserThenSystemThenLocal) {
     CFBaseDLL::SetSystemRoot(root);
     SHARED_CAMERA_BUFFER buffer{};
     buffer.sizeofSHARED_CAMERA_BUFFER = sizeof(buffer);
-    int const places[] = {CFBaseDLL::kLocationUserComponents,
-                          CFBaseDLL::kLocationSystemComponents,
+    int const places[] = {CFBaseDLL::kLocationUserComponents, CFBaseDLL::kLocationSystemComponents,
                           CFBaseDLL::kLocationLocalComponents};
     // Nowhere, then local, then system and local, then everywhere: the first place wins.
     for (int present = 0; present <= 3; ++present) {

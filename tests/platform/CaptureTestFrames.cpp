@@ -69,8 +69,8 @@ double MeanDifference(std::uint8_t const* a, int aRowBytes, std::uint8_t const* 
     return total / (3.0 * width * height);
 }
 
-std::vector<std::uint8_t> ScaledCentre(std::vector<std::uint8_t> const& argb, int width,
-                                       int height, int newWidth, int newHeight) {
+std::vector<std::uint8_t> ScaledCentre(std::vector<std::uint8_t> const& argb, int width, int height,
+                                       int newWidth, int newHeight) {
     int const centreWidth = std::min(width, height * newWidth / newHeight);
     int const centreHeight = std::min(height, width * newHeight / newWidth);
     std::size_t const left = (width - centreWidth) / 2;

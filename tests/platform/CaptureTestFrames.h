@@ -17,7 +17,7 @@ double MeanDifference(std::uint8_t const* a, int aRowBytes, std::uint8_t const* 
                       int width, int height);
 // The centre of a picture in the shape of the new size (never stretched), scaled to it with
 // libyuv's bilinear filter: the reference for frames of another size.
-std::vector<std::uint8_t> ScaledCentre(std::vector<std::uint8_t> const& argb, int width,
-                                       int height, int newWidth, int newHeight);
+std::vector<std::uint8_t> ScaledCentre(std::vector<std::uint8_t> const& argb, int width, int height,
+                                       int newWidth, int newHeight);
 
 }  // namespace CaptureTestFrames

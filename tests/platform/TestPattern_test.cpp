@@ -71,11 +71,11 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
                     bool visible = true;
                     for (auto eye : {TestPatternScene::kLeftEye, TestPatternScene::kRightEye}) {
                         double const d = eye == TestPatternScene::kLeftEye ? 0.0 : disparity;
-                        visible &= p == 0 || Projected(planes[p], eye).contains(
-                                                 QRectF(x - d, y, 16, 16));
+                        visible &=
+                            p == 0 || Projected(planes[p], eye).contains(QRectF(x - d, y, 16, 16));
                         for (int q = p + 1; q < TestPatternScene::kPlaneCount; ++q) {
-                            visible &= !Projected(planes[q], eye).intersects(
-                                QRectF(x - d - 2, y - 2, 20, 20));
+                            visible &= !Projected(planes[q], eye)
+                                            .intersects(QRectF(x - d - 2, y - 2, 20, 20));
                         }
                     }
                     if (visible) {

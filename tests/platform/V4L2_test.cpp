@@ -62,11 +62,10 @@ constexpr OSType kH264 = PixelFourCC('H', '2', '6', '4');
 
 // A 1080p USB webcam (uvcvideo): YUYV, H.264 and MJPEG, in the order it lists them.
 std::vector<V4L2FormatAnswers> UVCWebcam() {
-    return {
-        Format(kCodecYUYV,
-               {{640, 480}, {160, 90}, {320, 240}, {800, 600}, {1280, 720}, {1920, 1080}}),
-        Format(kH264, {{640, 480}, {1280, 720}, {1920, 1080}}),
-        Format(kCodecMJPEG, {{1920, 1080}, {1280, 720}, {864, 480}, {640, 480}, {320, 240}})};
+    return {Format(kCodecYUYV,
+                   {{640, 480}, {160, 90}, {320, 240}, {800, 600}, {1280, 720}, {1920, 1080}}),
+            Format(kH264, {{640, 480}, {1280, 720}, {1920, 1080}}),
+            Format(kCodecMJPEG, {{1920, 1080}, {1280, 720}, {864, 480}, {640, 480}, {320, 240}})};
 }
 
 TEST(V4L2Formats, ThePreferredFormatAtTheSmallestSizeThatCoversTheRequest) {
@@ -194,9 +193,9 @@ TEST(V4L2Naming, IdenticalWebcamsAreToldApartByPort) {
         Node(4, "uvcvideo", "Integrated Camera", "usb-0000:00:14.0-8", kCapture),
         Node(10, "v4l2 loopback", "Duoscope", "platform:v4l2loopback-000", kCapture)};
     std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
-    EXPECT_EQ(Names(devices), (std::vector<std::string>{"HD Pro Webcam C920 [1.2]",
-                                                        "HD Pro Webcam C920 [2]",
-                                                        "Integrated Camera"}));
+    EXPECT_EQ(Names(devices),
+              (std::vector<std::string>{"HD Pro Webcam C920 [1.2]", "HD Pro Webcam C920 [2]",
+                                        "Integrated Camera"}));
     ASSERT_EQ(devices.size(), 3u);
     EXPECT_EQ(devices[1].path, "/dev/video2");
     EXPECT_EQ(devices[1].inputs, std::vector<std::string>{devices[1].name}) << "its one input";
@@ -344,9 +343,8 @@ public:
     ReplayCamera() : path(TestEnvironment::Home() + "/video0") {
         TestEnvironment::WriteFile(path, std::string(kBufferCount * kBufferLength, '\0'));
         sActive = this;
-        SetV4L2IoctlFunction([](int, unsigned long request, void* arg) {
-            return sActive->Answer(request, arg);
-        });
+        SetV4L2IoctlFunction(
+            [](int, unsigned long request, void* arg) { return sActive->Answer(request, arg); });
     }
     ~ReplayCamera() { SetV4L2IoctlFunction(nullptr); }
 
@@ -356,7 +354,7 @@ public:
         Format(kCodecYUYV, {{640, 480}, {1280, 720}}),
         Format(kCodecMJPEG, {{1280, 720}, {640, 480}, {320, 240}})};
     std::vector<v4l2_frmivalenum> intervals = Intervals({{1, 60}, {1, 30}, {1, 15}});
-    std::uint32_t paddedBytesPerLine = 0;  // for raw formats; 0: no padding
+    std::uint32_t paddedBytesPerLine = 0;              // for raw formats; 0: no padding
     std::map<unsigned long, std::vector<int>> faults;  // errno answers, one per call, in order
     // What it was asked.
     v4l2_pix_format format{};
