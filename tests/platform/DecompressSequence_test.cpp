@@ -159,12 +159,19 @@ TEST(DecompressSequence, YUYVHonoursPaddedRows) {
     EXPECT_EQ(padded.bytes[0], 255);
 }
 
-TEST(DecompressSequence, RawFormatsOfOtherSizesAreScaled) {
+TEST(DecompressSequence, RefusesWhatItCannotDecodeAndScalesRawFormatsOfOtherSizes) {
+    FrameBuffer buffer;
+    DecompressSequence sequence;
+    EXPECT_EQ(sequence.Begin(Format(PixelFourCC('H', '2', '6', '4'), 640, 480, 0), buffer.PixMap()),
+              paramErr);
+    EXPECT_FALSE(sequence.IsOpen());
+    // Rows shorter than the pixels they hold.
+    EXPECT_EQ(sequence.Begin(Format(kCodecYUYV, 640, 480, 640), buffer.PixMap()), paramErr);
+    EXPECT_EQ(sequence.DecodeFrame(buffer.bytes.data(), 100), paramErr);
+
     // A 320 x 240 grey camera: full-range bytes pass through (libyuv's filter may lose up to
     // two levels).
     std::vector<std::uint8_t> grey(320 * 240, 77);
-    FrameBuffer buffer;
-    DecompressSequence sequence;
     ASSERT_EQ(sequence.Begin(Format(kCodecGrey, 320, 240, 320), buffer.PixMap()), noErr);
     EXPECT_FALSE(sequence.DecodesDirectly());
     ASSERT_EQ(sequence.DecodeFrame(grey.data(), grey.size()), noErr);
@@ -182,17 +189,6 @@ TEST(DecompressSequence, RawFormatsOfOtherSizesAreScaled) {
     ASSERT_EQ(sequence.DecodeFrame(nv12.data(), nv12.size()), noErr);
     EXPECT_EQ(buffer.bytes[FrameBuffer::kRowBytes * 240 + 320 * 4 + 1], 0);
     EXPECT_TRUE(buffer.OpaqueWithPaddingUntouched());
-}
-
-TEST(DecompressSequence, RefusesWhatItCannotDecode) {
-    FrameBuffer buffer;
-    DecompressSequence sequence;
-    EXPECT_EQ(sequence.Begin(Format(PixelFourCC('H', '2', '6', '4'), 640, 480, 0), buffer.PixMap()),
-              paramErr);
-    EXPECT_FALSE(sequence.IsOpen());
-    // Rows shorter than the pixels they hold.
-    EXPECT_EQ(sequence.Begin(Format(kCodecYUYV, 640, 480, 640), buffer.PixMap()), paramErr);
-    EXPECT_EQ(sequence.DecodeFrame(buffer.bytes.data(), 100), paramErr);
 }
 
 }  // namespace

@@ -134,7 +134,6 @@ TEST(V4L2Formats, ThirtyFramesASecondWhereOffered) {
     };
     for (Case const& c : std::vector<Case>{
              {Intervals({{1, 5}, {1, 15}, {2, 60}, {1, 60}}), 0, {2, 60}},
-             {Intervals({{1, 25}, {1, 15}, {1, 10}, {1, 5}}), 0, {1, 25}},  // vivid at 640x480
              {Intervals({{1, 120}, {1, 60}}), 0, {1, 60}},  // only faster: the slowest
              {{StepwiseInterval({1, 60}, {1, 1})}, 0, {1, 30}},
              // The other eye's camera runs at 25: this one is asked for 25. (Where it is
@@ -277,8 +276,7 @@ bool IsWholeUTF8(std::string const& text) {
 TEST(V4L2Naming, LongNamesKeepTheirPortAndAreCutBetweenCharactersNeverInsideOne) {
     // The kernel keeps 32 bytes of a card name, which can end inside a character ("é" is
     // two bytes); a long name cut to fit can too. The card gives way, the port and input stay.
-    std::string const accented = "Caméra Logitech intégrée ééééé";  // 31 bytes then cut
-    std::string card = accented + "\xC3";
+    std::string const card = std::string("Caméra Logitech intégrée ééééé") + "\xC3";  // 31 kept
     std::vector<V4L2NodeAnswers> const nodes = {
         Node(0, "uvcvideo", card.c_str(), "usb-0000:00:14.0-1", kCapture,
              {"Entrée très très très longue"}),
