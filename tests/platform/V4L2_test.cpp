@@ -276,11 +276,11 @@ bool IsWholeUTF8(std::string const& text) {
 TEST(V4L2Naming, LongNamesKeepTheirPortAndAreCutBetweenCharactersNeverInsideOne) {
     // The kernel keeps 32 bytes of a card name, which can end inside a character ("é" is
     // two bytes); a long name cut to fit can too. The card gives way, the port and input stay.
-    std::string const card = std::string("Caméra Logitech intégrée ééééé") + "\xC3";  // 31 kept
+    char const card[] = "Caméra Logitech intégrée ééééé";  // 38 bytes: 31 are kept
     std::vector<V4L2NodeAnswers> const nodes = {
-        Node(0, "uvcvideo", card.c_str(), "usb-0000:00:14.0-1", kCapture,
+        Node(0, "uvcvideo", card, "usb-0000:00:14.0-1", kCapture,
              {"Entrée très très très longue"}),
-        Node(2, "uvcvideo", card.c_str(), "usb-0000:00:14.0-2", kCapture,
+        Node(2, "uvcvideo", card, "usb-0000:00:14.0-2", kCapture,
              {"Entrée très très très longue", "Deuxième entrée très longue"})};
     std::vector<CaptureDevice> const devices = V4L2Naming::NameCameras(nodes, nullptr);
     ASSERT_EQ(devices.size(), 2u);
