@@ -12,7 +12,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <QCheckBox>
@@ -32,10 +31,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string UserLink() {
-    return CFBaseDLL::URLOfNameInLocation(kCameraComponentFileName,
-                                          CFBaseDLL::kLocationUserComponents);
+std::string LinkIn(int location) {
+    return CFBaseDLL::URLOfNameInLocation(kCameraComponentFileName, location);
 }
+
+std::string UserLink() { return LinkIn(CFBaseDLL::kLocationUserComponents); }
 
 std::string Resource() {
     return PlatformFolders::FolderPath(PlatformFolders::kApplicationResources) + "/" +
@@ -77,8 +77,7 @@ public:
 TEST(Broadcast, FramesReachAReaderProcessWholeAndInOrderWhileBuffersAlternate) {
     Broadcaster broadcaster;
     ASSERT_TRUE(broadcaster.mControl.isBroadcasting());
-    ASSERT_TRUE(fs::is_symlink(UserLink()));
-    EXPECT_EQ(fs::read_symlink(UserLink()), Resource());
+    EXPECT_EQ(fs::read_symlink(UserLink()), Resource()) << "broadcasting installs the link";
 
     // Buffer 0, 1, 0: the buffer written is never the one being read.
     SharedCameraMemory reader;
@@ -203,34 +202,21 @@ TEST(ComponentBundle, InstallsByLinkAndLoadsUserThenSystemThenLocal) {
     CFBaseDLL::SetSystemRoot(root);
     SHARED_CAMERA_BUFFER buffer{};
     buffer.sizeofSHARED_CAMERA_BUFFER = sizeof(buffer);
-    struct Case {
-        bool user, system, local;
-        int loadedFrom;  // 0: nothing
-    } const cases[] = {
-        {false, false, false, 0},
-        {false, false, true, CFBaseDLL::kLocationLocalComponents},
-        {false, true, true, CFBaseDLL::kLocationSystemComponents},
-        {true, true, true, CFBaseDLL::kLocationUserComponents},
-    };
-    for (Case const& c : cases) {
-        std::pair<bool, int> const places[] = {{c.user, CFBaseDLL::kLocationUserComponents},
-                                               {c.system, CFBaseDLL::kLocationSystemComponents},
-                                               {c.local, CFBaseDLL::kLocationLocalComponents}};
-        for (auto const& [present, location] : places) {
-            std::string const path = CFBaseDLL::URLOfNameInLocation(kCameraComponentFileName, location);
-            fs::create_directories(fs::path(path).parent_path());
-            fs::remove(path);
-            if (present) {
-                fs::create_symlink(Resource(), path);
+    int const places[] = {CFBaseDLL::kLocationUserComponents, CFBaseDLL::kLocationSystemComponents,
+                          CFBaseDLL::kLocationLocalComponents};
+    // Nowhere, then local, then system and local, then everywhere: the first place wins.
+    for (int present = 0; present <= 3; ++present) {
+        SCOPED_TRACE(present);
+        for (int i = 0; i < 3; ++i) {
+            fs::create_directories(fs::path(LinkIn(places[i])).parent_path());
+            fs::remove(LinkIn(places[i]));
+            if (i >= 3 - present) {
+                fs::create_symlink(Resource(), LinkIn(places[i]));
             }
         }
-        EXPECT_EQ(SharedCameraBundle::GetWriteableFrameBuffer_N(0, &buffer) != 0,
-                  c.loadedFrom != 0);
-        std::string const expected =
-            c.loadedFrom != 0
-                ? CFBaseDLL::URLOfNameInLocation(kCameraComponentFileName, c.loadedFrom)
-                : "";
-        EXPECT_EQ(SharedCameraBundle::sComponent.mLoader.LoadedPath(), expected);
+        EXPECT_EQ(SharedCameraBundle::GetWriteableFrameBuffer_N(0, &buffer) != 0, present != 0);
+        EXPECT_EQ(SharedCameraBundle::sComponent.mLoader.LoadedPath(),
+                  present == 0 ? "" : LinkIn(places[3 - present]));
         SharedCameraBundle::sComponent.mLoader.Unload();
     }
 

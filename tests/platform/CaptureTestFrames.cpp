@@ -1,5 +1,6 @@
 #include "tests/platform/CaptureTestFrames.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <turbojpeg.h>
@@ -68,11 +69,15 @@ double MeanDifference(std::uint8_t const* a, int aRowBytes, std::uint8_t const* 
     return total / (3.0 * width * height);
 }
 
-std::vector<std::uint8_t> Scaled(std::vector<std::uint8_t> const& argb, int width, int height,
-                                 int newWidth, int newHeight) {
+std::vector<std::uint8_t> ScaledCentre(std::vector<std::uint8_t> const& argb, int width, int height,
+                                       int newWidth, int newHeight) {
+    int const centreWidth = std::min(width, height * newWidth / newHeight);
+    int const centreHeight = std::min(height, width * newHeight / newWidth);
+    std::size_t const left = (width - centreWidth) / 2;
+    std::size_t const top = (height - centreHeight) / 2;
     std::vector<std::uint8_t> result(static_cast<std::size_t>(newWidth) * newHeight * 4);
-    libyuv::ARGBScale(argb.data(), width * 4, width, height, result.data(), newWidth * 4, newWidth,
-                      newHeight, libyuv::kFilterBilinear);
+    libyuv::ARGBScale(&argb[(top * width + left) * 4], width * 4, centreWidth, centreHeight,
+                      result.data(), newWidth * 4, newWidth, newHeight, libyuv::kFilterBilinear);
     return result;
 }
 

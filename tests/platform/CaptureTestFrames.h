@@ -15,8 +15,9 @@ std::vector<std::uint8_t> StripHuffmanTables(std::vector<std::uint8_t> const& jp
 // Mean absolute difference of the colour bytes of two 32-bit pictures.
 double MeanDifference(std::uint8_t const* a, int aRowBytes, std::uint8_t const* b, int bRowBytes,
                       int width, int height);
-// A picture scaled with libyuv's bilinear filter, as the reference for stretched frames.
-std::vector<std::uint8_t> Scaled(std::vector<std::uint8_t> const& argb, int width, int height,
-                                 int newWidth, int newHeight);
+// The centre of a picture in the shape of the new size (never stretched), scaled to it with
+// libyuv's bilinear filter: the reference for frames of another size.
+std::vector<std::uint8_t> ScaledCentre(std::vector<std::uint8_t> const& argb, int width, int height,
+                                       int newWidth, int newHeight);
 
 }  // namespace CaptureTestFrames

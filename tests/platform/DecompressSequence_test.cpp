@@ -19,58 +19,29 @@ constexpr int kWidth = 640;
 constexpr int kHeight = 480;
 
 // A frame buffer with padded rows; the padding must never be written.
-class FrameBuffer {
-public:
+struct FrameBuffer {
     static constexpr int kRowBytes = kWidth * 4 + 64;
     static constexpr std::uint8_t kSentinel = 0xEE;
 
-    FrameBuffer() : mBytes(static_cast<std::size_t>(kRowBytes) * kHeight, kSentinel) {}
-    SGPixMap PixMap() { return {mBytes.data(), kRowBytes, kWidth, kHeight}; }
-    std::uint8_t const* Data() const { return mBytes.data(); }
-    std::vector<std::uint8_t> const& Bytes() const { return mBytes; }
+    SGPixMap PixMap() { return {bytes.data(), kRowBytes, kWidth, kHeight}; }
     // Every pixel opaque, and the padding as it was.
     bool OpaqueWithPaddingUntouched() const {
-        for (int y = 0; y < kHeight; ++y) {
-            auto const row = mBytes.begin() + static_cast<std::ptrdiff_t>(y) * kRowBytes;
-            for (int x = 0; x < kWidth; ++x) {
-                if (row[x * 4 + 3] != 255) {
-                    return false;
-                }
-            }
-            if (!std::all_of(row + kWidth * 4, row + kRowBytes,
-                             [](std::uint8_t b) { return b == kSentinel; })) {
+        for (std::size_t at = 0; at < bytes.size(); ++at) {
+            std::size_t const x = at % kRowBytes;
+            if (x < kWidth * 4 ? x % 4 == 3 && bytes[at] != 255 : bytes[at] != kSentinel) {
                 return false;
             }
         }
         return true;
     }
 
-private:
-    std::vector<std::uint8_t> mBytes;
+    std::vector<std::uint8_t> bytes =
+        std::vector<std::uint8_t>(static_cast<std::size_t>(kRowBytes) * kHeight, kSentinel);
 };
 
 ImageDescription Format(OSType cType, int width, int height, int bytesPerLine = 0) {
-    ImageDescription description;
-    description.cType = cType;
-    description.width = static_cast<std::int16_t>(width);
-    description.height = static_cast<std::int16_t>(height);
-    description.bytesPerLine = bytesPerLine;
-    return description;
-}
-
-// The centre of a picture in the frame buffer's 4:3 shape.
-std::vector<std::uint8_t> Centre(std::vector<std::uint8_t> const& picture, int width, int height,
-                                 int& centreWidth, int& centreHeight) {
-    centreWidth = std::min(width, height * kWidth / kHeight);
-    centreHeight = std::min(height, width * kHeight / kWidth);
-    int const left = (width - centreWidth) / 2;
-    int const top = (height - centreHeight) / 2;
-    std::vector<std::uint8_t> centre;
-    for (int y = top; y < top + centreHeight; ++y) {
-        auto const row = picture.begin() + (static_cast<std::ptrdiff_t>(y) * width + left) * 4;
-        centre.insert(centre.end(), row, row + centreWidth * 4);
-    }
-    return centre;
+    return {cType, static_cast<std::int16_t>(width), static_cast<std::int16_t>(height),
+            bytesPerLine};
 }
 
 TEST(DecompressSequence, MJPEGOfEachCameraSizeFillsTheFrameBufferWithItsCentre) {
@@ -99,16 +70,12 @@ TEST(DecompressSequence, MJPEGOfEachCameraSizeFillsTheFrameBufferWithItsCentre) 
         EXPECT_EQ(sequence.DecodesDirectly(), c.fDirect);
         EXPECT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr) << sequence.LastError();
         EXPECT_TRUE(buffer.OpaqueWithPaddingUntouched());
-        int centreWidth = 0;
-        int centreHeight = 0;
-        std::vector<std::uint8_t> const centre =
-            Centre(picture, c.width, c.height, centreWidth, centreHeight);
         std::vector<std::uint8_t> const expected =
-            Scaled(centre, centreWidth, centreHeight, kWidth, kHeight);
-        EXPECT_LT(MeanDifference(buffer.Data(), FrameBuffer::kRowBytes, expected.data(),
+            ScaledCentre(picture, c.width, c.height, kWidth, kHeight);
+        EXPECT_LT(MeanDifference(buffer.bytes.data(), FrameBuffer::kRowBytes, expected.data(),
                                  kWidth * 4, kWidth, kHeight),
                   3.0);
-        EXPECT_NEAR(buffer.Data()[FrameBuffer::kRowBytes * 240], c.leftBlue, 4);
+        EXPECT_NEAR(buffer.bytes[FrameBuffer::kRowBytes * 240], c.leftBlue, 4);
     }
 }
 
@@ -118,36 +85,28 @@ TEST(DecompressSequence, DamagedFramesAreDroppedAndThePictureStays) {
     DecompressSequence sequence;
     ASSERT_EQ(sequence.Begin(Format(kCodecMJPEG, kWidth, kHeight), buffer.PixMap()), noErr);
     ASSERT_EQ(sequence.DecodeFrame(jpeg.data(), jpeg.size()), noErr);
-    std::vector<std::uint8_t> const good = buffer.Bytes();
+    std::vector<std::uint8_t> const good = buffer.bytes;
 
     using Frame = std::vector<std::uint8_t>;
-    Frame garbage(5000);
-    for (std::size_t i = 0; i < garbage.size(); ++i) {
-        garbage[i] = static_cast<std::uint8_t>(i * 7919 % 251);
-    }
-    // Marked as a JPEG at both ends, nonsense in between.
-    Frame framedGarbage = garbage;
-    framedGarbage[0] = 0xFF;
-    framedGarbage[1] = 0xD8;
-    framedGarbage.back() = 0xD9;
-    framedGarbage[framedGarbage.size() - 2] = 0xFF;
+    Frame framedGarbage(5000, 0x5A);  // marked as a JPEG at both ends, nonsense in between
+    std::copy_n("\xFF\xD8", 2, framedGarbage.begin());
+    std::copy_n("\xFF\xD9", 2, framedGarbage.end() - 2);
     // A valid header and markers with the entropy-coded data damaged halfway: the decoder
     // only finds out while writing pixels.
     Frame damagedData = jpeg;
     for (std::size_t i = damagedData.size() / 2; i < damagedData.size() - 2; ++i) {
         damagedData[i] = static_cast<std::uint8_t>(0xFF - (i % 7));
     }
-    Frame const truncated(jpeg.begin(), jpeg.begin() + jpeg.size() / 2);
-    Frame const otherSize = EncodeJPEG(Picture(320, 240), 320, 240);  // not what the camera sends
-    for (Frame const* frame : std::initializer_list<Frame const*>{
-             &truncated, &garbage, &framedGarbage, &damagedData, &otherSize}) {
+    Frame truncated(jpeg.begin(), jpeg.begin() + jpeg.size() / 2);
+    Frame otherSize = EncodeJPEG(Picture(320, 240), 320, 240);  // not what the camera sends
+    for (Frame* frame : {&truncated, &framedGarbage, &damagedData, &otherSize}) {
         EXPECT_EQ(sequence.DecodeFrame(frame->data(), frame->size()), sgDecodeErr);
         EXPECT_STRNE(sequence.LastError(), "");
-        EXPECT_EQ(buffer.Bytes(), good) << "a frame that fails must not show";
+        EXPECT_EQ(buffer.bytes, good) << "a frame that fails must not show";
     }
     EXPECT_EQ(sequence.DecodeFrame(jpeg.data(), 0), sgDecodeErr);
     EXPECT_EQ(sequence.DecodeFrame(nullptr, 100), paramErr);
-    EXPECT_EQ(buffer.Bytes(), good);
+    EXPECT_EQ(buffer.bytes, good);
 
     // Zero bytes after the end-of-image marker are padding, not damage.
     std::vector<std::uint8_t> padded = jpeg;
@@ -183,36 +142,43 @@ TEST(DecompressSequence, YUYVHonoursPaddedRows) {
               noErr);
     EXPECT_TRUE(sequence.DecodesDirectly());
     ASSERT_EQ(sequence.DecodeFrame(frame.data(), frame.size()), noErr);
-    EXPECT_EQ(padded.Bytes(), tight.Bytes());
+    EXPECT_EQ(padded.bytes, tight.bytes);
     EXPECT_TRUE(padded.OpaqueWithPaddingUntouched());
 
     // Video black and white (limited range) become 0 and 255.
     std::vector<std::uint8_t> const black = YUYVFrame(kWidth, kHeight, bytesPerLine, 16, 128, 128);
     ASSERT_EQ(sequence.DecodeFrame(black.data(), black.size()), noErr);
-    EXPECT_EQ(padded.Data()[0], 0);
-    EXPECT_EQ(padded.Data()[3], 255);
+    EXPECT_EQ(padded.bytes[0], 0);
+    EXPECT_EQ(padded.bytes[3], 255);
     std::vector<std::uint8_t> const white = YUYVFrame(kWidth, kHeight, bytesPerLine, 235, 128, 128);
     ASSERT_EQ(sequence.DecodeFrame(white.data(), white.size()), noErr);
-    EXPECT_EQ(padded.Data()[FrameBuffer::kRowBytes * 479 + 639 * 4 + 2], 255);
+    EXPECT_EQ(padded.bytes[FrameBuffer::kRowBytes * 479 + 639 * 4 + 2], 255);
 
     // A frame shorter than its rows is dropped.
     ASSERT_EQ(sequence.DecodeFrame(black.data(), black.size() - bytesPerLine), sgDecodeErr);
-    EXPECT_EQ(padded.Data()[0], 255);
+    EXPECT_EQ(padded.bytes[0], 255);
 }
 
-TEST(DecompressSequence, RawFormatsOfOtherSizesAreScaled) {
+TEST(DecompressSequence, RefusesWhatItCannotDecodeAndScalesRawFormatsOfOtherSizes) {
+    FrameBuffer buffer;
+    DecompressSequence sequence;
+    EXPECT_EQ(sequence.Begin(Format(PixelFourCC('H', '2', '6', '4'), 640, 480, 0), buffer.PixMap()),
+              paramErr);
+    EXPECT_FALSE(sequence.IsOpen());
+    // Rows shorter than the pixels they hold.
+    EXPECT_EQ(sequence.Begin(Format(kCodecYUYV, 640, 480, 640), buffer.PixMap()), paramErr);
+    EXPECT_EQ(sequence.DecodeFrame(buffer.bytes.data(), 100), paramErr);
+
     // A 320 x 240 grey camera: full-range bytes pass through (libyuv's filter may lose up to
     // two levels).
     std::vector<std::uint8_t> grey(320 * 240, 77);
-    FrameBuffer buffer;
-    DecompressSequence sequence;
     ASSERT_EQ(sequence.Begin(Format(kCodecGrey, 320, 240, 320), buffer.PixMap()), noErr);
     EXPECT_FALSE(sequence.DecodesDirectly());
     ASSERT_EQ(sequence.DecodeFrame(grey.data(), grey.size()), noErr);
-    std::uint8_t const* last = buffer.Data() + FrameBuffer::kRowBytes * 479 + 639 * 4;
-    EXPECT_NEAR(last[0], 77, 2);
-    EXPECT_NEAR(last[1], 77, 2);
-    EXPECT_NEAR(last[2], 77, 2);
+    std::uint8_t const* last = buffer.bytes.data() + FrameBuffer::kRowBytes * 479 + 639 * 4;
+    for (int colour = 0; colour < 3; ++colour) {
+        EXPECT_NEAR(last[colour], 77, 2);
+    }
     EXPECT_TRUE(buffer.OpaqueWithPaddingUntouched());
 
     // NV12 at 1280 x 720 with padded rows: the chroma plane starts after the padded luma.
@@ -221,19 +187,8 @@ TEST(DecompressSequence, RawFormatsOfOtherSizesAreScaled) {
     std::fill(nv12.begin(), nv12.begin() + static_cast<std::ptrdiff_t>(bpl) * 720, 16);
     ASSERT_EQ(sequence.Begin(Format(kCodecNV12, 1280, 720, bpl), buffer.PixMap()), noErr);
     ASSERT_EQ(sequence.DecodeFrame(nv12.data(), nv12.size()), noErr);
-    EXPECT_EQ(buffer.Data()[FrameBuffer::kRowBytes * 240 + 320 * 4 + 1], 0);
+    EXPECT_EQ(buffer.bytes[FrameBuffer::kRowBytes * 240 + 320 * 4 + 1], 0);
     EXPECT_TRUE(buffer.OpaqueWithPaddingUntouched());
-}
-
-TEST(DecompressSequence, RefusesWhatItCannotDecode) {
-    FrameBuffer buffer;
-    DecompressSequence sequence;
-    EXPECT_EQ(sequence.Begin(Format(PixelFourCC('H', '2', '6', '4'), 640, 480, 0), buffer.PixMap()),
-              paramErr);
-    EXPECT_FALSE(sequence.IsOpen());
-    // Rows shorter than the pixels they hold.
-    EXPECT_EQ(sequence.Begin(Format(kCodecYUYV, 640, 480, 640), buffer.PixMap()), paramErr);
-    EXPECT_EQ(sequence.DecodeFrame(buffer.Data(), 100), paramErr);
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QRectF>
+
 #include "platform/capture/TestPatternScene.h"
 
 namespace {
@@ -15,16 +17,14 @@ namespace {
 constexpr int kWidth = 640;
 constexpr int kHeight = 480;
 
+// One eye's picture of the scene at a moment.
 struct Picture {
-    std::vector<std::uint8_t> argb = std::vector<std::uint8_t>(kWidth * kHeight * 4);
+    Picture(double seconds, TestPatternScene::Eye eye) {
+        TestPatternScene::Render(seconds, eye, argb.data(), kWidth * 4, kWidth, kHeight);
+    }
     std::uint8_t const* At(int x, int y) const { return &argb[(y * kWidth + x) * 4]; }
+    std::vector<std::uint8_t> argb = std::vector<std::uint8_t>(kWidth * kHeight * 4);
 };
-
-Picture Render(double seconds, TestPatternScene::Eye eye) {
-    Picture picture;
-    TestPatternScene::Render(seconds, eye, picture.argb.data(), kWidth * 4, kWidth, kHeight);
-    return picture;
-}
 
 // The horizontal shift (0..80) that best maps a 16 x 16 patch of the left picture at (x, y)
 // onto the right picture (the smallest, of equally good ones).
@@ -42,22 +42,13 @@ int BestShift(Picture const& left, Picture const& right, int x, int y) {
     return static_cast<int>(std::min_element(sums.begin(), sums.end()) - sums.begin());
 }
 
-struct ScreenRect {
-    double left, top, right, bottom;
-    bool Contains(double x, double y, double size) const {
-        return x >= left && y >= top && x + size <= right && y + size <= bottom;
-    }
-    bool Meets(double x, double y, double size) const {
-        return x < right && x + size > left && y < bottom && y + size > top;
-    }
-};
-
-ScreenRect Projected(TestPatternScene::Plane const& plane, TestPatternScene::Eye eye) {
-    return {
-        TestPatternScene::ProjectX(plane.centerX - plane.halfWidth, plane.depth, eye, kWidth),
-        TestPatternScene::ProjectY(plane.centerY + plane.halfHeight, plane.depth, kHeight, kWidth),
-        TestPatternScene::ProjectX(plane.centerX + plane.halfWidth, plane.depth, eye, kWidth),
-        TestPatternScene::ProjectY(plane.centerY - plane.halfHeight, plane.depth, kHeight, kWidth)};
+QRectF Projected(TestPatternScene::Plane const& plane, TestPatternScene::Eye eye) {
+    using Scene = TestPatternScene;
+    return QRectF(
+        QPointF(Scene::ProjectX(plane.centerX - plane.halfWidth, plane.depth, eye, kWidth),
+                Scene::ProjectY(plane.centerY + plane.halfHeight, plane.depth, kHeight, kWidth)),
+        QPointF(Scene::ProjectX(plane.centerX + plane.halfWidth, plane.depth, eye, kWidth),
+                Scene::ProjectY(plane.centerY - plane.halfHeight, plane.depth, kHeight, kWidth)));
 }
 
 TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanesMove) {
@@ -65,8 +56,8 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
     for (double seconds : {0.0, 2.5}) {
         TestPatternScene::Plane planes[TestPatternScene::kPlaneCount];
         TestPatternScene::PlanesAt(seconds, planes);
-        Picture const left = Render(seconds, TestPatternScene::kLeftEye);
-        Picture const right = Render(seconds, TestPatternScene::kRightEye);
+        Picture const left(seconds, TestPatternScene::kLeftEye);
+        Picture const right(seconds, TestPatternScene::kRightEye);
         EXPECT_NE(left.argb, right.argb);
         lefts.push_back(left);
 
@@ -80,13 +71,11 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
                     bool visible = true;
                     for (auto eye : {TestPatternScene::kLeftEye, TestPatternScene::kRightEye}) {
                         double const d = eye == TestPatternScene::kLeftEye ? 0.0 : disparity;
-                        if (p > 0 && !Projected(planes[p], eye).Contains(x - d, y, 16)) {
-                            visible = false;
-                        }
+                        visible &=
+                            p == 0 || Projected(planes[p], eye).contains(QRectF(x - d, y, 16, 16));
                         for (int q = p + 1; q < TestPatternScene::kPlaneCount; ++q) {
-                            if (Projected(planes[q], eye).Meets(x - d - 2, y - 2, 20)) {
-                                visible = false;
-                            }
+                            visible &= !Projected(planes[q], eye)
+                                            .intersects(QRectF(x - d - 2, y - 2, 20, 20));
                         }
                     }
                     if (visible) {
@@ -104,7 +93,7 @@ TEST(TestPatternScene, EyesDifferByAShiftThatGrowsAsPlanesComeNearerAndThePlanes
         EXPECT_GT(shifts.back(), shifts.front() + 10);
     }
     EXPECT_NE(lefts[0].argb, lefts[1].argb);
-    EXPECT_EQ(Render(0.0, TestPatternScene::kLeftEye).argb, lefts[0].argb)
+    EXPECT_EQ(Picture(0.0, TestPatternScene::kLeftEye).argb, lefts[0].argb)
         << "one moment, one picture";
 }
 
