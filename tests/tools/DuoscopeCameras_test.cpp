@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include <sys/wait.h>
 
@@ -57,38 +58,23 @@ TEST(DuoscopeCameras, ListsTheTestPatternWithBothEyesAndMeasuresThem) {
 }
 
 TEST(DuoscopeCameras, SnapshotsOfBothEyes) {
-    std::string const leftPath = TestEnvironment::Home() + "/left.png";
-    std::string const rightPath = TestEnvironment::Home() + "/right.png";
-    ToolRun const left = RunTool("--snapshot 'Test Pattern Left' " + leftPath);
-    ToolRun const right = RunTool("--snapshot 'Test Pattern Right' " + rightPath);
-    ASSERT_EQ(left.status, 0) << left.output;
-    ASSERT_EQ(right.status, 0) << right.output;
-    QImage const leftImage(QString::fromStdString(leftPath));
-    QImage const rightImage(QString::fromStdString(rightPath));
-    EXPECT_EQ(leftImage.size(), QSize(640, 480));
-    EXPECT_EQ(rightImage.size(), QSize(640, 480));
-    EXPECT_NE(leftImage, rightImage);
+    std::vector<QImage> images;
+    for (std::string const eye : {"Left", "Right"}) {
+        std::string const path = TestEnvironment::Home() + "/" + eye + ".png";
+        ToolRun const run = RunTool("--snapshot 'Test Pattern " + eye + "' " + path);
+        ASSERT_EQ(run.status, 0) << run.output;
+        images.emplace_back(QString::fromStdString(path));
+        EXPECT_EQ(images.back().size(), QSize(640, 480));
+    }
+    EXPECT_NE(images[0], images[1]);
 }
 
-TEST(DuoscopeCameras, ClearFailures) {
+TEST(DuoscopeCameras, AnUnknownCameraFailsAndListsTheCamerasThereAre) {
     ToolRun const unknown = RunTool("--snapshot 'Test Pattern Middle' /tmp/never.png");
     EXPECT_EQ(unknown.status, 2);
     EXPECT_NE(unknown.output.find("no camera is called \"Test Pattern Middle\""),
               std::string::npos);
     EXPECT_NE(unknown.output.find("\"Test Pattern Right\""), std::string::npos);
-
-    ToolRun const unwritable = RunTool("--snapshot 'Test Pattern Left' /nonexistent/folder/x.png");
-    EXPECT_EQ(unwritable.status, 5);
-    EXPECT_EQ(RunTool("--measure 'Test Pattern Left' soon").status, 1);
-    EXPECT_EQ(RunTool("--frobnicate").status, 1);
-
-    // A camera lost while measured is a failure, said plainly.
-    for (std::string const command : {"--measure 'Test Pattern Right' 2",
-                                      "--stereo 'Test Pattern Left' 'Test Pattern Right' 2"}) {
-        ToolRun const lost = RunTool(command, "DUOSCOPE_TEST_PATTERN_UNPLUG_AFTER=10");
-        EXPECT_EQ(lost.status, 6) << lost.output;
-        EXPECT_NE(lost.output.find("was lost after"), std::string::npos) << lost.output;
-    }
 }
 
 }  // namespace
