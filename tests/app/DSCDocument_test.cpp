@@ -80,9 +80,7 @@ public:
     CIContext* currentCIContext() const override { return mContext.get(); }
     CIContext* beginSwitchContexts() override {
         mLog.push_back("broadcast.beginSwitchContexts");
-        if (onBegin) {
-            onBegin();
-        }
+        onBegin();
         return mContext.get();
     }
     bool endSwitchContexts() override {
@@ -95,7 +93,7 @@ public:
     }
 
     bool mEnabled = true;
-    std::function<void()> onBegin;
+    std::function<void()> onBegin = [] {};
     uint32_t mPixels[64] = {};
 
 private:
@@ -134,10 +132,9 @@ TEST(MasterClockTick, GrabsBothEyesThenRedrawsThenBroadcastsTheMonitorPictureOnc
                                        "broadcast.endSwitchContexts"});
     EXPECT_EQ(rig.log, broadcast);
     // The image lands unscaled at the buffer's origin.
-    EXPECT_EQ(rig.broadcast.mPixels[0], 0xFF102030u);
-    EXPECT_EQ(rig.broadcast.mPixels[8 + 3], 0xFF102030u);
-    EXPECT_EQ(rig.broadcast.mPixels[4], 0u);
-    EXPECT_EQ(rig.broadcast.mPixels[2 * 8], 0u);
+    for (int i = 0; i < 64; ++i) {
+        EXPECT_EQ(rig.broadcast.mPixels[i], i < 2 * 8 && i % 8 < 4 ? 0xFF102030u : 0u) << i;
+    }
     EXPECT_EQ(rig.document.broadcastFrameDepth(), 0);
 
     rig.log.clear();
@@ -173,6 +170,8 @@ protected:
         mDocument = new DSCDocument();
         mDocument->makeWindowControllers();
         mDocument->showWindows();
+        mLeft = Find<QCamGrabCGImageView>("leftEyeView");
+        mRight = Find<QCamGrabCGImageView>("rightEyeView");
         return mDocument;
     }
     void Close() {
@@ -188,6 +187,8 @@ protected:
         return mDocument->window()->findChild<Child*>(name);
     }
     DSCDocument* mDocument = nullptr;
+    QCamGrabCGImageView* mLeft = nullptr;
+    QCamGrabCGImageView* mRight = nullptr;
 };
 
 // The count of open documents and the running clock are the controller's test.
@@ -196,17 +197,15 @@ TEST_F(DocumentWindowTest, WindowIsTitledAndItsCloseStopsTheClockAndLetsTheCamer
     EXPECT_EQ(document->window()->windowTitle(), "Duoscope");
     ASSERT_NE(document->camTimer(), nullptr);
 
-    auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-    auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-    ASSERT_NE(left->cameraGrabber().mVideoChannel, nullptr);
-    ASSERT_NE(right->cameraGrabber().mVideoChannel, nullptr);
+    ASSERT_NE(mLeft->cameraGrabber().mVideoChannel, nullptr);
+    ASSERT_NE(mRight->cameraGrabber().mVideoChannel, nullptr);
 
     QSignalSpy closed(document, &DSCDocument::documentClosed);
     document->window()->close();
     EXPECT_EQ(closed.count(), 1);
     EXPECT_EQ(document->camTimer(), nullptr) << "no timer may fire after the close";
     // The views go later with the window; their cameras are let go by the close itself.
-    for (QCamGrabCGImageView* eye : {left, right}) {
+    for (QCamGrabCGImageView* eye : {mLeft, mRight}) {
         EXPECT_EQ(eye->cameraGrabber().mVideoChannel, nullptr);
         EXPECT_FALSE(eye->cameraGrabber().mComponent);
     }
@@ -338,14 +337,12 @@ protected:
 
 TEST_F(CameraChoiceTest, APickIsStoredForItsEyeAsPickedEvenWhenTheOtherEyeHoldsThatCamera) {
     Open();
-    auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-    auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-    ASSERT_EQ(CurrentCamera(left), "Test Pattern Left");
+    ASSERT_EQ(CurrentCamera(mLeft), "Test Pattern Left");
     // The left eye holds it, so the right eye cannot open it now; the pick still stands.
-    right->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
+    mRight->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
     EXPECT_FALSE(UserDefaults::standard().hasKey("_grabViewLeftEye"));
-    left->cameraMenuController()->cameraSelectionChanged("No Camera");
+    mLeft->cameraMenuController()->cameraSelectionChanged("No Camera");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewLeftEye"), "No Camera");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
 }
@@ -371,10 +368,8 @@ TEST_F(CameraChoiceTest, StoredPicksAreTakenBackAtOpeningAndNeverRewritten) {
             }
         }
         Open();
-        auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-        auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-        EXPECT_EQ(CurrentCamera(left), c.left);
-        EXPECT_EQ(CurrentCamera(right), c.right);
+        EXPECT_EQ(CurrentCamera(mLeft), c.left);
+        EXPECT_EQ(CurrentCamera(mRight), c.right);
         EXPECT_EQ(UserDefaults::standard().hasKey("_grabViewLeftEye"), c.storedLeft != nullptr);
         if (c.storedRight != nullptr) {
             EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), c.storedRight);
@@ -386,13 +381,11 @@ TEST_F(CameraChoiceTest, StoredPicksAreTakenBackAtOpeningAndNeverRewritten) {
 TEST_F(CameraChoiceTest, MenusFollowCamerasThatVanishAndComeBack) {
     QCameraGrabberBase::SetMicrosecondsClock([] { return sFakeMicroseconds; });
     Open();
-    auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-    auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-    ASSERT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Left");
+    ASSERT_EQ(mLeft->cameraPopUpButton()->currentText(), "Test Pattern Left");
 
     TestPatternBackEnd::Unplug();
     mDocument->masterTimeClock(nullptr);
-    for (auto* eye : {left, right}) {
+    for (auto* eye : {mLeft, mRight}) {
         EXPECT_EQ(eye->cameraPopUpButton()->currentText(), "No Camera");
         EXPECT_EQ(eye->cameraPopUpButton()->findText("Test Pattern Left"), -1)
             << "an unplugged camera is no longer offered";
@@ -402,15 +395,15 @@ TEST_F(CameraChoiceTest, MenusFollowCamerasThatVanishAndComeBack) {
     // Plugged in again: listed at the next tick, though neither eye holds a camera yet.
     TestPatternBackEnd::Plug();
     mDocument->masterTimeClock(nullptr);
-    EXPECT_NE(right->cameraPopUpButton()->findText("Test Pattern Right"), -1);
-    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "No Camera");
+    EXPECT_NE(mRight->cameraPopUpButton()->findText("Test Pattern Right"), -1);
+    EXPECT_EQ(mRight->cameraPopUpButton()->currentText(), "No Camera");
 
     sFakeMicroseconds += 1.5e6;
     mDocument->masterTimeClock(nullptr);  // the capture worker is asked to open them
     CaptureRegistry::Shared().Opener().Drain();
     mDocument->masterTimeClock(nullptr);
-    EXPECT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Left");
-    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "Test Pattern Right");
+    EXPECT_EQ(mLeft->cameraPopUpButton()->currentText(), "Test Pattern Left");
+    EXPECT_EQ(mRight->cameraPopUpButton()->currentText(), "Test Pattern Right");
 }
 
 }  // namespace
