@@ -150,8 +150,6 @@ TEST_F(GrabberTest, CamerasAreChosenByWalkOrByNameButNotTheOneInUse) {
     EXPECT_TRUE(NextFrame(grabber));  // still recording
     Camera right;
     ASSERT_TRUE(grabber.GetCameraWithDeviceInputName(right, "Test Pattern Right"));
-    EXPECT_EQ(right.input, 1);
-    EXPECT_EQ(PStr63ToString(right.deviceName), "Duoscope Test Pattern");
     EXPECT_EQ(grabber.SwitchToCamera(right), noErr);
     EXPECT_TRUE(grabber.IsThisTheCurrentCamera(right));
 
@@ -241,7 +239,6 @@ TEST_F(GrabberTest, ACameraThatStopsSendingWithoutAnErrorIsReopenedAfterTwoSecon
     EXPECT_EQ(status.format, kCodecMJPEG);
     EXPECT_GE(status.framesPerSecond, 1.0);
     EXPECT_EQ(status.trouble, "");
-    EXPECT_GE(grabber.LastFrameCaptureMicroseconds(), 0);
 }
 
 TEST(CameraStatus, OneLineOfWhatTheUserNeedsToKnow) {
@@ -266,20 +263,18 @@ TEST(CameraStatus, OneLineOfWhatTheUserNeedsToKnow) {
 TEST(CameraPairing, TheClosestPairUnlessHoldingBackCostsMore) {
     struct Case {
         char const* what;
-        std::vector<std::int64_t> left;
-        std::int64_t shownLeft;
-        std::vector<std::int64_t> right;
-        std::int64_t shownRight;
+        std::vector<std::int64_t> left, right;  // new frames' capture times
+        std::int64_t shownLeft, shownRight;     // negative: nothing shown yet
         int l, r;
         double errorMs;
     };
     for (Case const& c : std::vector<Case>{
-             {"in step", {100000, 133333}, 90000, {101000, 134333}, 90000, 1, 1, 1.0},
-             {"right 28 ms late", {100000, 133333}, -1, {128000, 161333}, -1, 1, 0, 5.333},
-             {"right 10 ms late", {100000, 133333}, -1, {110000, 143333}, -1, 1, 1, 10.0},
-             {"nothing new on the right", {100000, 133333}, -1, {}, 130000, 1, -1, 3.333},
-             {"no right camera", {100000, 133333}, -1, {}, -1, 1, -1, -1.0},
-             {"nothing new", {}, 100000, {}, 101000, -1, -1, 1.0}}) {
+             {"in step", {100000, 133333}, {101000, 134333}, 90000, 90000, 1, 1, 1.0},
+             {"right 28 ms late", {100000, 133333}, {128000, 161333}, -1, -1, 1, 0, 5.333},
+             {"right 10 ms late", {100000, 133333}, {110000, 143333}, -1, -1, 1, 1, 10.0},
+             {"nothing new on the right", {100000, 133333}, {}, -1, 130000, 1, -1, 3.333},
+             {"no right camera", {100000, 133333}, {}, -1, -1, 1, -1, -1.0},
+             {"nothing new", {}, {}, 100000, 101000, -1, -1, 1.0}}) {
         SCOPED_TRACE(c.what);
         QCameraPairing::Choice const choice =
             QCameraPairing::Choose(c.left, c.shownLeft, c.right, c.shownRight);
@@ -390,7 +385,6 @@ TEST_F(GrabberTest, TheCameraIsAskedForTheRequestRectAndTheFrameBufferIsKeptWhil
     EXPECT_EQ(grabber.mCameraImageDesc.width, 320);
     EXPECT_EQ(grabber.mCameraImageDesc.height, 240);
     EXPECT_EQ(grabber.mCamContext.mImageDataBytes, memory);
-    EXPECT_EQ(grabber.GetFrameBufferGWorldPtr()->BaseAddr(), memory);
     EXPECT_TRUE(NextFrame(grabber));
     EXPECT_EQ(grabber.CreateFrameBuffer(kFrameRect, kCodecYUYV), paramErr);
 
