@@ -41,11 +41,8 @@ protected:
 
     // Opens the default camera and starts recording.
     static int Open(QCameraGrabCGContext& grabber) {
-        int err = grabber.OpenInitialize(kFrameRect, k32ARGBPixelFormat, nullptr);
-        if (err == noErr) {
-            err = grabber.StartRecord();
-        }
-        return err;
+        int const err = grabber.OpenInitialize(kFrameRect, k32ARGBPixelFormat, nullptr);
+        return err != noErr ? err : grabber.StartRecord();
     }
 
     // Idles until a frame has been decoded (the test pattern sends one at once after a
