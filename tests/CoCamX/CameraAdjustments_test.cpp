@@ -1,6 +1,8 @@
 // One eye's adjustment stack driven through its panel's controls: the neutral stack and the
 // mirrors against the input, the shared Save and Load, and the eye's own stored settings.
 
+#include <numeric>
+
 #include <QColor>
 
 #include <gtest/gtest.h>
@@ -12,14 +14,11 @@
 
 namespace {
 
-// A picture larger than the frame, every pixel different.
+// An opaque picture larger than the frame, every pixel different.
 QImage Ramp() {
     QImage image(700, 500, QImage::Format_ARGB32_Premultiplied);
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            image.setPixel(x, y, qRgb(x % 256, y % 256, (x / 256) * 64 + (y / 256) * 16));
-        }
-    }
+    auto* const pixels = reinterpret_cast<QRgb*>(image.bits());
+    std::iota(pixels, pixels + 700 * 500, 0xFF000000u);
     return image;
 }
 
