@@ -77,9 +77,7 @@ protected:
 };
 
 TEST_F(GrabberTest, DefaultCamerasGoLeftThenRightThenNoneAndHeldFramesAreDecodedWhenPicked) {
-    QCameraGrabCGContext left;
-    QCameraGrabCGContext right;
-    QCameraGrabCGContext third;
+    QCameraGrabCGContext left, right, third;
     ASSERT_EQ(Open(left), noErr);
     ASSERT_EQ(Open(right), noErr);
     EXPECT_EQ(Current(left), "Test Pattern Left");
@@ -90,8 +88,8 @@ TEST_F(GrabberTest, DefaultCamerasGoLeftThenRightThenNoneAndHeldFramesAreDecoded
 
     // The frame buffer is black until the first frame, then the picture.
     std::vector<std::uint8_t> const black = Pixels(left);
-    EXPECT_EQ(black[0], 0);
-    EXPECT_EQ(black[3], 255);
+    EXPECT_EQ(std::vector(black.begin(), black.begin() + 4),
+              (std::vector<std::uint8_t>{0, 0, 0, 255}));
     ASSERT_TRUE(NextFrame(left));
     ASSERT_TRUE(NextFrame(right));
     EXPECT_NE(Pixels(left), black);
@@ -284,8 +282,7 @@ TEST(CameraPairing, TheClosestPairUnlessHoldingBackCostsMore) {
 TEST_F(GrabberTest, AnEyeOnTheTestPatternTakesACameraPluggedInLater) {
     for (bool const fRightWantsIt : {true, false}) {
         SCOPED_TRACE(fRightWantsIt ? "stored as the right eye's choice" : "no stored choice");
-        QCameraGrabCGContext left;
-        QCameraGrabCGContext right;
+        QCameraGrabCGContext left, right;
         ASSERT_EQ(Open(left), noErr);
         ASSERT_EQ(Open(right), noErr);
         if (fRightWantsIt) {
