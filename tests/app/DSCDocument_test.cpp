@@ -97,8 +97,7 @@ CIImage SolidImage(int width, int height, uint32_t argb) {
 
 struct Rig {
     CallLog log;
-    RecordingEyeView left{log, "left"};
-    RecordingEyeView right{log, "right"};
+    RecordingEyeView left{log, "left"}, right{log, "right"};
     RecordingStereoView stereo{log};
     RecordingBroadcast broadcast{log};
     DSCDocument document;
