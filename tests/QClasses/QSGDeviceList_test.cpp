@@ -121,7 +121,6 @@ TEST_F(DeviceListTest, InputQueriesCheckTheirIndices) {
     EXPECT_TRUE(log.Contains(" code : in_deviceNameIndex<deviceInputNameCount"));
     EXPECT_FALSE(list.GetDeviceInputName(1, input, 0));
     EXPECT_FALSE(list.IsValidDevice(-1));
-    EXPECT_FALSE(list.IsValidDevice(1));
 
     Camera camera;
     camera.device = 1;
