@@ -27,9 +27,7 @@ protected:
             if (inputs) {
                 auto list = std::make_shared<SGDeviceInputListRecord>();
                 for (char const* input : *inputs) {
-                    SGDeviceInputName entry;
-                    PStr63FromCString(input, entry.name);
-                    list->entry.push_back(entry);
+                    PStr63FromCString(input, list->entry.emplace_back().name);
                 }
                 device.inputs = list;
             }
