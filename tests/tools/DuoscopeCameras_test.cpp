@@ -20,10 +20,9 @@ struct ToolRun {
     std::string output;  // standard output and standard error
 };
 
-ToolRun RunTool(std::string const& arguments, std::string const& environment = "") {
+ToolRun RunTool(std::string const& arguments) {
     ToolRun run;
-    std::string const command =
-        environment + " " + std::string(DUOSCOPE_CAMERAS_TOOL) + " " + arguments + " 2>&1";
+    std::string const command = std::string(DUOSCOPE_CAMERAS_TOOL) + " " + arguments + " 2>&1";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
         return run;
