@@ -289,11 +289,6 @@ TEST_F(DocumentWindowTest, AReaderProcessSeesTheMonitorPictureAndQuittingRemoves
         << "quitting while broadcasting removes the install";
 }
 
-std::string CurrentCamera(QCamGrabCGImageView* eye) {
-    QSGDeviceList::InputIterator camera;
-    return eye->cameraGrabber().GetCurrentCamera(camera) ? PStr63ToString(camera.inputName) : "";
-}
-
 double sFakeMicroseconds = 1e9;
 
 // Which camera each eye opens is the grabbers' matter, and what a menu lists and marks the
@@ -301,7 +296,7 @@ double sFakeMicroseconds = 1e9;
 // and keeps both menus up to date.
 TEST_F(DocumentWindowTest, APickIsStoredForItsEyeAsPickedEvenWhenTheOtherEyeHoldsThatCamera) {
     Open();
-    ASSERT_EQ(CurrentCamera(mLeft), "Test Pattern Left");
+    ASSERT_EQ(mLeft->cameraPopUpButton()->currentText(), "Test Pattern Left");
     // The left eye holds it, so the right eye cannot open it now; the pick still stands.
     mRight->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
@@ -329,8 +324,8 @@ TEST_F(DocumentWindowTest, StoredPicksAreTakenBackAtOpeningAndNeverRewritten) {
             }
         }
         Open();
-        EXPECT_EQ(CurrentCamera(mLeft), c.left);
-        EXPECT_EQ(CurrentCamera(mRight), c.right);
+        EXPECT_EQ(mLeft->cameraPopUpButton()->currentText(), c.left);
+        EXPECT_EQ(mRight->cameraPopUpButton()->currentText(), c.right);
         EXPECT_EQ(UserDefaults::standard().hasKey("_grabViewLeftEye"), c.storedLeft != nullptr);
         if (c.storedRight != nullptr) {
             EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), c.storedRight);
