@@ -157,7 +157,6 @@ TEST_F(CameraMenuTest, TheViewsImagesShareOrCopyTheFrameAndItDrawsTheFrameOrTheI
     CIImage const copy = eye.view.cameraImage();
     EXPECT_EQ(copy.extent(), QRectF(0, 0, 640, 480));
     QImage const shared = eye.view.cameraImageRef();
-    ASSERT_FALSE(shared.isNull());
     EXPECT_EQ(shared.constBits(), frame.mImageDataBytes) << "the per-tick image shares memory";
     QImage const before = CIContext::createQImage(copy, copy.extent());
 
