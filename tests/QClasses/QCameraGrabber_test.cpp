@@ -300,8 +300,7 @@ TEST_F(GrabberTest, AnEyeOnTheTestPatternTakesACameraPluggedInLater) {
         }
         EXPECT_EQ(Current(left), fRightWantsIt ? "Test Pattern Left" : "Spare Camera");
         EXPECT_EQ(Current(right), fRightWantsIt ? "Spare Camera" : "Test Pattern Right");
-        QCameraGrabCGContext& taker = fRightWantsIt ? right : left;
-        EXPECT_TRUE(NextFrame(taker));
+        EXPECT_TRUE(NextFrame(fRightWantsIt ? right : left));
         TestPatternBackEnd::Unplug(TestPatternBackEnd::kSpare);
     }
 }
