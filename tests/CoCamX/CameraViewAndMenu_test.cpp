@@ -59,9 +59,9 @@ struct Eye {
     }
 };
 
+// The test pattern starts plugged in; a test that unplugs it gets it back.
 class CameraMenuTest : public ::testing::Test {
 protected:
-    void SetUp() override { TestPatternBackEnd::Plug(); }
     void TearDown() override { TestPatternBackEnd::Plug(); }
 };
 
