@@ -32,7 +32,7 @@ TEST(CoreCStringTest, CapacityGrowsOnlyWhenNeededAndOwnTextIsKept) {
     EXPECT_STREQ(s.c_str(), "defghijklmnopqrstuv");
 }
 
-TEST(CoreCStringTest, BoundedCopiesUseTheLargerCountAndTheCapacity) {
+TEST(CoreCStringTest, BoundedCopiesUseTheLargerCountAndTheCapacityAndSizedOnesNeverGrow) {
     CoreCString big(static_cast<char const*>(nullptr), 100);
     big.safe_strncpy("sixsix", 2);
     EXPECT_STREQ(big.c_str(), "sixsix") << "a short n never shortens the copy";
@@ -44,6 +44,14 @@ TEST(CoreCStringTest, BoundedCopiesUseTheLargerCountAndTheCapacity) {
     EXPECT_EQ(small.capacity(), 4);
     small.safe_strcpy(nullptr);
     EXPECT_STREQ(small.c_str(), "");
+
+    // The sized string never grows.
+    CoreCStringSized sized("ab", 5);
+    sized.strcat("cdef");
+    EXPECT_STREQ(sized.c_str(), "abcd");
+    EXPECT_EQ(sized.capacity(), 5);
+    sized.truncate("123456");
+    EXPECT_STREQ(sized.c_str(), "1234");
 }
 
 TEST(CoreCStringTest, MissingBufferThrowsNilExceptionButAllocRecovers) {
@@ -93,15 +101,6 @@ TEST(CoreCStringTest, HexEncodingCarriesEverySeparatorAndDecodingSkipsNoise) {
     EXPECT_EQ(decoded.DecodeHexString("0a ff 1"), 2u);
     EXPECT_EQ(std::memcmp(decoded.c_str(), "\x0A\xFF", 3), 0) << "two bytes and a zero";
     EXPECT_STREQ(CoreCString(0x72343038UL, 0).c_str(), "0x72343038 'r408'");
-}
-
-TEST(CoreCStringSizedTest, StrcatAndTruncateNeverGrow) {
-    CoreCStringSized s("ab", 5);
-    s.strcat("cdef");
-    EXPECT_STREQ(s.c_str(), "abcd");
-    EXPECT_EQ(s.capacity(), 5);
-    s.truncate("123456");
-    EXPECT_STREQ(s.c_str(), "1234");
 }
 
 TEST(CorePStringTest, LengthByteAndZeroTerminator) {

@@ -128,11 +128,9 @@ TEST(FileSystem, WriteTestNeedsReadToo) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     std::filesystem::remove_all(folder);
-    ASSERT_TRUE(WIFEXITED(status));
-    ASSERT_NE(WEXITSTATUS(status), 3) << "could not give up root";
-    ASSERT_NE(WEXITSTATUS(status), 4) << "the child cannot write the file at all";
-    EXPECT_EQ(WEXITSTATUS(status), 0)
-        << "a write-only file is not writable: the test needs read too";
+    // Exit 1: a write-only file counted as writable; 3: root could not be given up; 4: the
+    // child cannot write the file at all.
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
 }
 
 }  // namespace

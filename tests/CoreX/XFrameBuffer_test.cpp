@@ -18,14 +18,6 @@ extern "C" char const* __asan_default_options() { return "allocator_may_return_n
 
 namespace {
 
-bool HasTwoFields(int width, int height, uint32_t fields) {
-    XFrameBuffer frame;
-    frame.Width = width;
-    frame.Height = height;
-    frame.Fields = fields;
-    return frame.HasTwoFields();
-}
-
 TEST(XFrameBuffer, FrameTypeAndFieldsFromExactStandardSizes) {
     // A size in the middle and at the end of the table; a swapped size; the all-zero end row
     // is no match.
@@ -40,9 +32,12 @@ TEST(XFrameBuffer, FrameTypeAndFieldsFromExactStandardSizes) {
         {640, 480, 0, true},      {800, 600, 0, true},      {320, 240, 0, false},
         {640, 481, 0, false},     {352, 240, 0x0002, true}, {640, 480, 0x0001, false},
         {640, 480, 0x0100, false}};
+    XFrameBuffer frame;
     for (auto [width, height, flags, two] : fields) {
-        EXPECT_EQ(HasTwoFields(width, height, flags), two)
-            << width << "x" << height << " fields " << flags;
+        frame.Width = width;
+        frame.Height = height;
+        frame.Fields = flags;
+        EXPECT_EQ(frame.HasTwoFields(), two) << width << "x" << height << " fields " << flags;
     }
 }
 

@@ -4,6 +4,7 @@
 #include "CoreX/XFrameWorld.h"
 
 #include <cstring>
+#include <numeric>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -24,8 +25,7 @@ TEST(XFrameWorld, OwnedFramesAreVectorAlignedAndEmptyBoundsRefused) {
     EXPECT_FALSE(world.Construct(0, 480, kXFrame_Pel_8RGB));
     EXPECT_TRUE(world.IsEmpty());
     EXPECT_FALSE(world.OwnsPixels());
-    EXPECT_NE(log.Lines().find("(bool XFrameWorld::ConstructVecFrame("), std::string::npos)
-        << log.Lines();
+    EXPECT_TRUE(log.Contains("(bool XFrameWorld::ConstructVecFrame(")) << log.Lines();
 }
 
 TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
@@ -51,8 +51,8 @@ TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
     EXPECT_EQ(alias.Pixels, memory.data()) << "a refused alias leaves the world as it was";
     EXPECT_FALSE(world.ConstructPtrAlias(QRect(0, 0, 3, 4), nullptr, 48, 32));
     EXPECT_TRUE(world.IsEmpty());
-    EXPECT_NE(log.Lines().find("code : IsEmpty() in CoreX/XFrameWorld.cpp"), std::string::npos);
-    EXPECT_NE(log.Lines().find("code : pixels in CoreX/XFrameWorld.cpp"), std::string::npos);
+    EXPECT_TRUE(log.Contains("code : IsEmpty() in CoreX/XFrameWorld.cpp"));
+    EXPECT_TRUE(log.Contains("code : pixels in CoreX/XFrameWorld.cpp"));
 }
 
 TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfAFrameOrOfItsOwnPixels) {
@@ -107,9 +107,7 @@ TEST(XFrameWorld, ImageViewSharesThePixelsOfArgbFramesOnly) {
 
 TEST(XFrameWorld, CopiesAreDeepAndCopyBitsScales) {
     std::vector<uint8_t> memory(6 * 24);
-    for (size_t i = 0; i < memory.size(); ++i) {
-        memory[i] = uint8_t(i * 7);
-    }
+    std::iota(memory.begin(), memory.end(), uint8_t(0));
     XFrameWorld source;
     ASSERT_TRUE(source.ConstructPtrAlias(QRect(0, 0, 4, 6), memory.data() + 4, 24, 32));
     source.Fields = kXFrameFields_Two;
