@@ -74,24 +74,19 @@ TEST(BitmapContext, FailedOffscreenWorldIsTriedAndReportedOnce) {
 }
 
 TEST(BitmapContext, ContextPaintsIntoTheMemoryInItsByteOrder) {
-    struct Case {
-        int type;
-        QColor colour;
-        std::vector<uint8_t> firstBytes;
-    };
-    Case const cases[] = {
-        {CoreGraphics::kBitmapTypeRGBX, QColor(255, 0, 0), {255, 0, 0}},
-        {CoreGraphics::kBitmapTypeGrey, QColor(200, 200, 200), {200, 200, 200, 200, 200}},
-    };
-    for (Case const& c : cases) {
+    // The first `count` bytes of a 5 x 2 bitmap of `type` painted all in `colour`.
+    auto const painted = [](int type, QColor colour, size_t count) {
         BitmapContext bitmap;
-        ASSERT_TRUE(bitmap.Construct(5, 2, c.type, 0));
-        bitmap.mContext->fillRect(0, 0, 5, 2, c.colour);
-        EXPECT_EQ(std::vector<uint8_t>(bitmap.mImageDataBytes,
-                                       bitmap.mImageDataBytes + c.firstBytes.size()),
-                  c.firstBytes)
-            << "type " << c.type;
-    }
+        if (!bitmap.Construct(5, 2, type, 0)) {
+            return std::vector<uint8_t>();
+        }
+        bitmap.mContext->fillRect(0, 0, 5, 2, colour);
+        return std::vector<uint8_t>(bitmap.mImageDataBytes, bitmap.mImageDataBytes + count);
+    };
+    EXPECT_EQ(painted(CoreGraphics::kBitmapTypeRGBX, QColor(255, 0, 0), 3),
+              (std::vector<uint8_t>{255, 0, 0}));
+    EXPECT_EQ(painted(CoreGraphics::kBitmapTypeGrey, QColor(200, 200, 200), 5),
+              std::vector<uint8_t>(5, 200));
 }
 
 TEST(BitmapContext, ImagesShareTheMemoryAndCropsCountRowsFromTheBottom) {

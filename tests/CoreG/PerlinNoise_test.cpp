@@ -31,8 +31,8 @@ TEST(PerlinNoise, TablesFollowTheDrawOrderOfRand) {
         ASSERT_EQ(noise.Permutation(i), perm[i]) << i;
     }
     for (int i = 0; i < 2; ++i) {
-        for (auto gradient : {&PerlinNoise::GradientX, &PerlinNoise::GradientY,
-                              &PerlinNoise::GradientZ}) {
+        for (auto gradient :
+             {&PerlinNoise::GradientX, &PerlinNoise::GradientY, &PerlinNoise::GradientZ}) {
             float const expected = static_cast<float>(std::rand()) / 1073741824.0f - 1.0f;
             EXPECT_FLOAT_EQ((noise.*gradient)(i), expected) << i;
         }

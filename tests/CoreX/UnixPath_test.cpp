@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <tuple>
 #include <unistd.h>
 
 #include <sys/stat.h>
@@ -27,13 +28,8 @@ bool Out(std::string& text) {
 
 TEST(UnixPathRules, TextRulesThatReadOddly) {
     using LP = LUnixPath;
-    struct Case {
-        char const* in;
-        std::function<bool(std::string&)> op;
-        bool ok;
-        char const* out;
-    };
-    Case const cases[] = {
+    // Input, operation, result and the text after.
+    std::tuple<char const*, std::function<bool(std::string&)>, bool, char const*> const cases[] = {
         {"a.b/c", Out<&LP::GetPathExtension>, true, "b/c"},  // slashes are not looked at
         {".profile", Out<&LP::GetPathExtension>, false, ""},
         {"/usr/lib/", Out<&LP::GetPathParent>, true, "/usr/"},
@@ -47,10 +43,10 @@ TEST(UnixPathRules, TextRulesThatReadOddly) {
         {"", [](std::string& s) { return LP::AddTrailingSlash(s); }, true, "/"},
         {"a/", [](std::string& s) { return LP::AddTrailingSlash(s); }, false, "a/"},
     };
-    for (Case const& c : cases) {
-        std::string text = c.in;
-        EXPECT_EQ(c.op(text), c.ok) << c.in << " -> " << c.out;
-        EXPECT_EQ(text, c.out) << c.in;
+    for (auto const& [in, op, ok, out] : cases) {
+        std::string text = in;
+        EXPECT_EQ(op(text), ok) << in << " -> " << out;
+        EXPECT_EQ(text, out) << in;
     }
     EXPECT_FALSE(LP::IsRootPath("/"));
     EXPECT_TRUE(LP::IsRootPath("a/"));
