@@ -48,9 +48,9 @@ TEST(XFrameBufferMemory, LayoutHasGuardRowSpareRowsAndAlignedRows) {
     for (auto [width, height, stride, size, start] : layouts) {
         XFrameBufferMemory memory(width, height);
         ASSERT_FALSE(memory.IsEmpty());
-        EXPECT_EQ(memory.StrideBytes(), stride) << width;
-        EXPECT_EQ(memory.MallocSize(), size) << width;
-        EXPECT_EQ(memory.FramePixels() - memory.BaseMalloc(), start) << width;
+        EXPECT_EQ(std::tuple(memory.StrideBytes(), memory.MallocSize(),
+                             memory.FramePixels() - memory.BaseMalloc()),
+                  std::tuple(stride, size, start));
         // The whole frame and its last row's spare bytes are inside the block.
         std::fill(memory.FramePixels(), memory.FramePixels() + height * stride, uint8_t(7));
     }
@@ -61,9 +61,7 @@ TEST(XFrameBufferMemory, RefusedSizesAreLoggedAndLeaveItEmpty) {
     XFrameBufferMemory memory(64, 64);
     ASSERT_FALSE(memory.IsEmpty());
     EXPECT_FALSE(memory.SetFrameDimensions(500'000'000, 1'000'000'000));
-    EXPECT_TRUE(memory.IsEmpty());
-    EXPECT_EQ(memory.FramePixels(), nullptr);
-    EXPECT_EQ(memory.StrideBytes(), 0);
+    EXPECT_TRUE(memory.IsEmpty() && memory.FramePixels() == nullptr && memory.StrideBytes() == 0);
     std::string const text = log.Lines();
     size_t const first = text.find("code : m_base_malloc in CoreX/XFrameBufferMemory.cpp");
     size_t const second = text.find(

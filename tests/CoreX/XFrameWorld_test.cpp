@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <numeric>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -18,13 +19,13 @@ TEST(XFrameWorld, OwnedFramesAreVectorAlignedAndEmptyBoundsRefused) {
     ASSERT_TRUE(world.Construct(QRect(0, 0, 640, 480), kXFrame_Pel_VYUV));
     EXPECT_EQ(reinterpret_cast<uintptr_t>(world.Pixels) % 16, 0u);
     ASSERT_TRUE(world.SetNewWidthHeight(320, 240));
-    EXPECT_EQ(world.PixelType, kXFrame_Pel_VYUV) << "rebuilding keeps the type";
-    EXPECT_EQ(world.RowBytes, 320 * 4 + 64);
+    // Rebuilding keeps the type.
+    EXPECT_EQ(std::tuple(world.PixelType, world.RowBytes),
+              std::tuple(kXFrame_Pel_VYUV, 320 * 4 + 64));
 
     TestLogCapture log;
     EXPECT_FALSE(world.Construct(0, 480, kXFrame_Pel_8RGB));
-    EXPECT_TRUE(world.IsEmpty());
-    EXPECT_FALSE(world.OwnsPixels());
+    EXPECT_TRUE(world.IsEmpty() && !world.OwnsPixels());
     EXPECT_TRUE(log.Contains("(bool XFrameWorld::ConstructVecFrame(")) << log.Lines();
 }
 
@@ -68,11 +69,11 @@ TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfAFrameOrOfItsOwnPixels) {
         XFrameWorld other;
         XFrameWorld& alias = source == 0 ? other : frame;
         ASSERT_TRUE(alias.ConstructFieldAlias(source == 2 ? copy : frame, 1)) << source;
-        EXPECT_TRUE(frame.OwnsPixels());
-        EXPECT_EQ(alias.Height, 2) << "the last of five rows is in neither field";
-        EXPECT_EQ(alias.Fields, kXFrameFields_One);
-        EXPECT_EQ(alias.Pixels[0], 11) << source;
-        EXPECT_EQ(alias.Pixels[alias.RowBytes + 15], 13) << source;
+        // The last of five rows is in neither field.
+        EXPECT_EQ(std::tuple(frame.OwnsPixels(), alias.Height, alias.Fields, alias.Pixels[0],
+                             alias.Pixels[alias.RowBytes + 15]),
+                  std::tuple(true, 2, kXFrameFields_One, 11, 13))
+            << source;
     }
     XFrameWorld frame;
     ASSERT_TRUE(frame.Construct(4, 5, kXFrame_Pel_8RGB));
