@@ -376,9 +376,15 @@ FlushFrame Frame(int width, int height, Layout layout) {
 }
 
 // One vector form on sources a and b and a destination, all random.
+struct Frames {
+    F& a;
+    F& b;
+    F& d;
+    double& motion;
+};
 struct KernelCase {
     char const* name;
-    std::function<bool(F& a, F& b, F& dst, double& motion)> call;
+    std::function<bool(Frames)> call;
     std::array<int, 4> (*sizes)(int width, int height) = nullptr;  // none: all the test size
     bool combed = false;  // odd rows near the rows above, so both moving and still pixels occur
 };
@@ -406,7 +412,7 @@ Outcome RunKernel(KernelCase const& c, int width, int height, Layout layout, uin
     }
     std::vector<uint8_t> const before = dst.Bytes();
     Outcome outcome;
-    outcome.ok = c.call(*a, *b, *dst, outcome.motion);
+    outcome.ok = c.call({*a, *b, *dst, outcome.motion});
     outcome.bytes = dst.Bytes();
     outcome.changed = outcome.bytes != before;
     return outcome;
@@ -420,41 +426,31 @@ std::array<int, 4> HalvedFromOddWidth(int w, int h) { return {2 * w + 1, h, w, h
 std::array<int, 4> HalvedFromOddHeight(int w, int h) { return {2 * w, h + 1, w, h / 2}; }
 
 std::vector<KernelCase> KernelCases() {
-    auto const adaptive = [](F& a, F&, F& d, double& motion) {
-        return XFrame_DeInterlaceAdaptive_Altivec(a, d, motion);
-    };
-    auto const bilinear = [](F& a, F&, F& d, double&) {
-        return XFrame_ResizeBilinear_Altivec(a, d);
+    auto const bilinear = [](Frames f) { return XFrame_ResizeBilinear_Altivec(f.a, f.d); };
+    auto const adaptive = [](Frames f) {
+        return XFrame_DeInterlaceAdaptive_Altivec(f.a, f.d, f.motion);
     };
     return {
-        {"BlendFields_TypeA",
-         [](F& a, F&, F& d, double&) { return XFrame_BlendFields_TypeA_Altivec(a, d); }},
-        {"BlendFields_TypeB",
-         [](F& a, F&, F& d, double&) { return XFrame_BlendFields_TypeB_Altivec(a, d); }},
-        {"OneFieldOnly_Top",
-         [](F& a, F&, F& d, double&) { return XFrame_OneFieldOnly_Altivec(a, d, 0); }},
-        {"OneFieldOnly_Bottom",
-         [](F& a, F&, F& d, double&) { return XFrame_OneFieldOnly_Altivec(a, d, 1); }},
+        {"BlendFields_TypeA", [](Frames f) { return XFrame_BlendFields_TypeA_Altivec(f.a, f.d); }},
+        {"BlendFields_TypeB", [](Frames f) { return XFrame_BlendFields_TypeB_Altivec(f.a, f.d); }},
+        {"OneFieldOnly_Top", [](Frames f) { return XFrame_OneFieldOnly_Altivec(f.a, f.d, 0); }},
+        {"OneFieldOnly_Bottom", [](Frames f) { return XFrame_OneFieldOnly_Altivec(f.a, f.d, 1); }},
         {"DeInterlaceAdaptive", adaptive},
         {"DeInterlaceAdaptive_Combed", adaptive, {}, true},
         {"ResizeBilinear_Up", bilinear, Upscaled},
         {"ResizeBilinear_Down", bilinear, Downscaled},
-        {"DifferenceDelta",
-         [](F& a, F& b, F& d, double&) { return XFrame_DifferenceDelta_Altivec(a, b, d); }},
+        {"DifferenceDelta", [](Frames f) { return XFrame_DifferenceDelta_Altivec(f.a, f.b, f.d); }},
         {"DifferenceDelta_InDest",
-         [](F& a, F&, F& d, double&) { return XFrame_DifferenceDelta_Altivec(a, d); }},
+         [](Frames f) { return XFrame_DifferenceDelta_Altivec(f.a, f.d); }},
         {"BlendFrames",
-         [](F& a, F& b, F& d, double&) { return XFrame_BlendFrames_Altivec(a, 0.37, b, 0.71, d); }},
+         [](Frames f) { return XFrame_BlendFrames_Altivec(f.a, 0.37, f.b, 0.71, f.d); }},
         {"BlendFrames_Saturating",
-         [](F& a, F& b, F& d, double&) { return XFrame_BlendFrames_Altivec(a, 1.9, b, -0.45, d); }},
-        {"SwapFields", [](F&, F&, F& d, double&) { return XFrame_SwapFields_Altivec(d); },
-         OddHeight},
-        {"FullD1_2_VCD_Top",
-         [](F& a, F&, F& d, double&) { return XFrame_FullD1_2_VCD_Altivec(a, d, false); },
+         [](Frames f) { return XFrame_BlendFrames_Altivec(f.a, 1.9, f.b, -0.45, f.d); }},
+        {"SwapFields", [](Frames f) { return XFrame_SwapFields_Altivec(f.d); }, OddHeight},
+        {"FullD1_2_VCD_Top", [](Frames f) { return XFrame_FullD1_2_VCD_Altivec(f.a, f.d, false); },
          HalvedFromOddWidth},
         {"FullD1_2_VCD_Bottom",
-         [](F& a, F&, F& d, double&) { return XFrame_FullD1_2_VCD_Altivec(a, d, true); },
-         HalvedFromOddHeight},
+         [](Frames f) { return XFrame_FullD1_2_VCD_Altivec(f.a, f.d, true); }, HalvedFromOddHeight},
     };
 }
 
