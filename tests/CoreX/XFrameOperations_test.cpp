@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <random>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -328,11 +329,10 @@ TEST(XFrameFullD1_2_VCD, AveragesPixelPairsOfTheChosenField) {
     FlushFrame dst(16, 2, AlignedRowBytes(16));
     ASSERT_TRUE(XFrame_FullD1_2_VCD_Altivec(*src, *dst, false));
     // Pairs (0, 1) and (2, 3) of rows 0 and 2: averages 0.5 and 18.5 round up to 1 and 19.
-    EXPECT_EQ(dst.Pixel(0, 0)[2], 1);
-    EXPECT_EQ(dst.Pixel(1, 1)[2], 19);
+    EXPECT_EQ(std::tuple(dst.Pixel(0, 0)[2], dst.Pixel(1, 1)[2]), std::tuple(1, 19));
+    // The bottom field: rows 1 and 3.
     ASSERT_TRUE(XFrame_FullD1_2_VCD_Altivec(*src, *dst, true));
-    EXPECT_EQ(dst.Pixel(0, 0)[0], 9) << "bottom field: rows 1 and 3";
-    EXPECT_EQ(dst.Pixel(1, 1)[0], 27);
+    EXPECT_EQ(std::tuple(dst.Pixel(0, 0)[0], dst.Pixel(1, 1)[0]), std::tuple(9, 27));
     FlushFrame wrong(15, 2, AlignedRowBytes(15));
     EXPECT_FALSE(XFrame_FullD1_2_VCD_Altivec(*src, *wrong, false));
 }

@@ -34,8 +34,7 @@ TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
     XFrameWorld world;
     ASSERT_TRUE(
         world.ConstructPtrAlias(QRect(0, 0, 3, 4), memory.data(), 48, XFrameFourCC("r408")));
-    EXPECT_FALSE(world.OwnsPixels());
-    EXPECT_EQ(world.Pixels, memory.data());
+    EXPECT_TRUE(!world.OwnsPixels() && world.Pixels == memory.data());
     EXPECT_EQ(world.PixelType, kXFrame_Pel_RYUV);
     ASSERT_TRUE(
         world.ConstructPtrAlias(QRect(0, 0, 3, 4), memory.data(), 48, XFrameFourCC("yuvs")));
@@ -44,8 +43,7 @@ TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
     world.Fields = kXFrameFields_TopFirst;
     XFrameWorld alias;
     ASSERT_TRUE(alias.ConstructFrameBufferAlias(world));
-    EXPECT_EQ(alias.Pixels, memory.data());
-    EXPECT_EQ(alias.Fields, kXFrameFields_TopFirst);
+    EXPECT_TRUE(alias.Pixels == memory.data() && alias.Fields == kXFrameFields_TopFirst);
 
     TestLogCapture log;
     EXPECT_FALSE(alias.ConstructFrameBufferAlias(world)) << "the world must be empty";
