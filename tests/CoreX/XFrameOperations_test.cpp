@@ -118,29 +118,34 @@ struct RowFrame {
 // One operation on frames of rows (a, b, and a destination that starts as a copy of a), with
 // the destination rows it gives in every kernel set and, where the portable entry has its
 // own truncating loop, on unaligned frames.
+struct Frames {
+    F& a;
+    F& b;
+    F& d;
+    double& motion;
+};
 struct RowCase {
     char const* name;
     std::vector<uint8_t> a, b;
-    std::function<bool(F& a, F& b, F& dst)> call;
+    std::function<bool(Frames)> call;
     Rows vector;
     Rows portable;  // empty: no portable loop
 };
 
 TEST(XFrameKnownValues, EachFormRoundsItsOwnWay) {
     auto const deinterlace = [](XFrameFilters filters) {
-        return [filters](F& a, F&, F& d) { return XFrame_Deinterlace(a, d, filters); };
+        return [filters](Frames f) { return XFrame_Deinterlace(f.a, f.d, filters); };
     };
-    auto const bottomInPlace = [](F&, F&, F& d) { return XFrame_OneFieldOnly(d, d, 1); };
-    auto const swap = [](F&, F&, F& d) { return XFrame_SwapFields_Altivec(d); };
-    auto const adaptive = [](F&, F&, F& d) {
-        double motion;
-        return XFrame_DeInterlaceAdaptive_Altivec(d, d, motion);
+    auto const bottomInPlace = [](Frames f) { return XFrame_OneFieldOnly(f.d, f.d, 1); };
+    auto const swap = [](Frames f) { return XFrame_SwapFields_Altivec(f.d); };
+    auto const adaptive = [](Frames f) {
+        return XFrame_DeInterlaceAdaptive_Altivec(f.d, f.d, f.motion);
     };
-    auto const diff = [](F& a, F& b, F& d) { return XFrame_DifferenceDelta_Altivec(a, b, d); };
+    auto const diff = [](Frames f) { return XFrame_DifferenceDelta_Altivec(f.a, f.b, f.d); };
     // Weights in single precision, truncated toward zero and saturated; NaN gives zero.
-    auto const blend = [](F& a, F& b, F& d) { return XFrame_BlendFrames_Altivec(a, 0.5, b, 1, d); };
-    auto const blendNaN = [](F& a, F& b, F& d) {
-        return XFrame_BlendFrames_Altivec(a, NAN, b, 1, d);
+    auto const blend = [](Frames f) { return XFrame_BlendFrames_Altivec(f.a, 0.5, f.b, 1, f.d); };
+    auto const blendNaN = [](Frames f) {
+        return XFrame_BlendFrames_Altivec(f.a, NAN, f.b, 1, f.d);
     };
     // The de-interlace flags: 0x08 wins (type A); blending wins over one field (0x30: type
     // B); top over bottom. The vector forms round up, the portable loops truncate. Type A
@@ -164,16 +169,17 @@ TEST(XFrameKnownValues, EachFormRoundsItsOwnWay) {
     for (RowCase const& c : cases) {
         SCOPED_TRACE(c.name);
         std::vector<uint8_t> const b = c.b.empty() ? c.a : c.b;
+        double motion;
         for (XFrameKernelSet set : kAllSets) {
             KernelSetScope scope(set);
             RowFrame a(c.a), other(b), dst(c.a);
-            ASSERT_TRUE(c.call(*a.frame, *other.frame, *dst.frame));
+            ASSERT_TRUE(c.call({*a.frame, *other.frame, *dst.frame, motion}));
             EXPECT_EQ(dst.Values(), c.vector) << XFrame_KernelSetName(set);
         }
         if (!c.portable.empty()) {
             int32_t const rowBytes = AlignedRowBytes(kWide);
             RowFrame a(c.a, rowBytes, 4), other(b, rowBytes, 4), dst(c.a, rowBytes, 4);
-            ASSERT_TRUE(c.call(*a.frame, *other.frame, *dst.frame));
+            ASSERT_TRUE(c.call({*a.frame, *other.frame, *dst.frame, motion}));
             EXPECT_EQ(dst.Values(), c.portable) << "portable";
         }
     }
@@ -376,12 +382,6 @@ FlushFrame Frame(int width, int height, Layout layout) {
 }
 
 // One vector form on sources a and b and a destination, all random.
-struct Frames {
-    F& a;
-    F& b;
-    F& d;
-    double& motion;
-};
 struct KernelCase {
     char const* name;
     std::function<bool(Frames)> call;
