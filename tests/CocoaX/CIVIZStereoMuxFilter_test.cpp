@@ -188,8 +188,7 @@ TEST_P(StereoMux, LayoutsTakeEachPixelFromItsEyeAtTheFormatsSize) {
                         uint32_t const expected = LayoutPixel(format, swapped ? right : left,
                                                               swapped ? left : right, x, y);
                         ASSERT_EQ(out.at(x - 3, y - 1), expected)
-                            << number << " " << swapped << " " << x << "," << y << " "
-                            << eye.width();
+                            << number << " " << swapped << " " << x << "," << y;
                     }
                 }
             }
