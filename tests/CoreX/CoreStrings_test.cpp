@@ -129,8 +129,7 @@ TEST(CorePStringTest, LongTextIsCutFullStringIgnoresCharactersAndOverlongAppendW
     longText.strcat(tail);
     EXPECT_EQ(longText.strlen(), (200u + 100u) & 0xFFu) << "the length byte wraps";
     EXPECT_TRUE(
-        log.Contains("VERIFY FAILED:  code : pstring_len+rhs_len in CoreX/CorePString.cpp:"))
-        << log.Lines();
+        log.Contains("VERIFY FAILED:  code : pstring_len+rhs_len in CoreX/CorePString.cpp:"));
 }
 
 }  // namespace

@@ -236,8 +236,8 @@ TEST(MonitorScalerTest, ExactBilinearAndTheAVX2RowsMatchTheReference) {
     // A plain colour keeps every level (a resampler that rounds down turns 0xFF into 0xFD).
     QImage const white = Solid(640, 480, qRgb(255, 255, 255));
     QImage const& big = scaler.scale(white, QSize(1441, 1081));
-    EXPECT_TRUE(big.pixel(1440, 1080) == white.pixel(0, 0) &&
-                big.pixel(721, 333) == white.pixel(0, 0));
+    EXPECT_EQ(big.pixel(1440, 1080), qRgb(255, 255, 255));
+    EXPECT_EQ(big.pixel(721, 333), qRgb(255, 255, 255));
 
     // The AVX2 rows against the reference: widths around the eight-pixel step, up and down.
     QImage noise(640, 480, QImage::Format_ARGB32_Premultiplied);
