@@ -252,8 +252,7 @@ TEST(StereoLayoutRows, SIMDMatchesReference) {
             size_t const n = size_t(width + offset);
             std::vector<uint32_t> const first = RandomRow(rng, 2 * n), second = RandomRow(rng, n);
             std::vector<uint32_t> simd(n), reference(n);
-            uint32_t const* f = first.data() + offset;
-            uint32_t const* s = second.data() + offset;
+            uint32_t const *f = first.data() + offset, *s = second.data() + offset;
             StereoSqueezeRow_SSE2(first.data() + 2 * offset, simd.data() + offset, width);
             StereoSqueezeRow_C(first.data() + 2 * offset, reference.data() + offset, width);
             ASSERT_EQ(simd, reference) << "squeeze, width " << width;

@@ -112,8 +112,7 @@ TEST(CorePStringTest, LengthByteAndZeroTerminator) {
     EXPECT_FALSE(p == "Cameraabc");
     unsigned char out[4];
     p.strcpy(out, sizeof(out));
-    EXPECT_EQ(out[0], 3);
-    EXPECT_EQ(std::memcmp(out + 1, "cam", 3), 0);
+    EXPECT_EQ(std::memcmp(out, "\3cam", 4), 0) << "length byte 3, then the text";
 }
 
 TEST(CorePStringTest, LongTextIsCutFullStringIgnoresCharactersAndOverlongAppendWraps) {
