@@ -104,14 +104,13 @@ protected:
 
 TEST(StereoMuxRow, EveryAnaglyphGivesKnownValues) {
     using F = CIVIZStereoFormat;
-    uint32_t const black = 0xFF000000u;
     uint32_t const a = Pixel(255, 100, 50, 200), b = Pixel(255, 10, 20, 30);
     // Format, left, right, expected.
     std::tuple<F, uint32_t, uint32_t, uint32_t> const cases[] = {
         // Left green through the green filter: 0.668 * 255.
-        {F::kGreenMagentaDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 170, 0)},
+        {F::kGreenMagentaDubois, Pixel(255, 0, 255, 0), Pixel(255, 0, 0, 0), Pixel(255, 0, 170, 0)},
         // Left green: 0.908 * 255 green, the negative red and blue clamp.
-        {F::kAmberBlueDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 232, 0)},
+        {F::kAmberBlueDubois, Pixel(255, 0, 255, 0), Pixel(255, 0, 0, 0), Pixel(255, 0, 232, 0)},
         // Red the left eye's luma, green and blue the right's own.
         {F::kRedCyanHalfColour, a, b, Pixel(255, 82, 20, 30)},
         // Red from the left, green and blue from the right.

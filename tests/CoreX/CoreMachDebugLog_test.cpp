@@ -20,17 +20,6 @@ struct LogChecks {
 
 namespace {
 
-class LogOutput {
-public:
-    explicit LogOutput(kCoreLogOutput output) : mSaved(CoreMachDebugLogGetUseLogger()) {
-        CoreMachDebugLogSetUseLogger(output);
-    }
-    ~LogOutput() { CoreMachDebugLogSetUseLogger(mSaved); }
-
-private:
-    kCoreLogOutput mSaved;
-};
-
 std::string LogsFolder() { return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder); }
 
 TEST(LogFile, VerifyLinesNameTheClassFunctionFileAndLine) {
@@ -55,9 +44,11 @@ TEST(LogFile, VerifyLinesNameTheClassFunctionFileAndLine) {
 }
 
 TEST(LogFile, FileModeNeverCreatesTheFolderAndRecoversOnceItExists) {
+    // The capture sets the file output and gives back the one before when it ends; the
+    // folder it made is removed again.
+    TestLogCapture log;
     std::filesystem::remove_all(LogsFolder());
     CoreMachDebugLogResetFileLocation();
-    LogOutput output(kCoreLogOutputFile);
     CoreMachDebugLog("lost\n");  // the failed initialisation reports through the log itself
     EXPECT_FALSE(std::filesystem::exists(LogsFolder())) << "the log must not create its folder";
     ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
@@ -67,14 +58,12 @@ TEST(LogFile, FileModeNeverCreatesTheFolderAndRecoversOnceItExists) {
 }
 
 TEST(LogFile, StdoutModeAlsoWritesTheFileTheSystemLogModeDoesNot) {
-    TestLogCapture log;
-    {
-        LogOutput output(kCoreLogOutputStdout);
-        ::testing::internal::CaptureStdout();
-        CoreMachDebugLog("both");
-        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "DuoscopeTest:both") << "no newline";
-    }
-    LogOutput output(kCoreLogOutputASL);
+    TestLogCapture log;  // gives back the output mode before it when it ends
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputStdout);
+    ::testing::internal::CaptureStdout();
+    CoreMachDebugLog("both");
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "DuoscopeTest:both") << "no newline";
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputASL);
     ::testing::internal::CaptureStderr();
     CoreMachDebugLog("VERIFY FAILED: %s\n", "x");
     std::string const err = ::testing::internal::GetCapturedStderr();
