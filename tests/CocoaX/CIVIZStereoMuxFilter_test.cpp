@@ -143,8 +143,7 @@ TEST_P(StereoMux, MatchesTheReferenceAndSwapExchangesTheEyes) {
 }
 
 TEST_P(StereoMux, ExtentIsTheUnionAndOneEyeAloneFallsThrough) {
-    Picture const right = RandomPicture(64, 48, 66, true);
-    Picture const left = RandomPicture(32, 24, 67, true);
+    Picture const right = RandomPicture(64, 48, 66, true), left = RandomPicture(32, 24, 67, true);
     CIImage const movedLeft =
         left.image().imageByApplyingTransform(QTransform::fromTranslate(40, 30));
     CIImage const muxed = Mux(right.image(), movedLeft, 0.0);

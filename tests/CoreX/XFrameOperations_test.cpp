@@ -397,7 +397,9 @@ struct Outcome {
     bool operator==(Outcome const&) const = default;
 };
 
-Outcome RunKernel(KernelCase const& c, int width, int height, Layout layout, uint32_t seed) {
+Outcome RunKernel(KernelCase const& c, int width, int height, Layout layout, uint32_t seed,
+                  XFrameKernelSet set) {
+    KernelSetScope scope(set);
     auto const [sw, sh, dw, dh] =
         c.sizes ? c.sizes(width, height) : std::array<int, 4>{width, height, width, height};
     std::mt19937 random(seed);
@@ -467,11 +469,8 @@ TEST(XFrameKernelConformance, SimdKernelsMatchTheScalarReferenceByteForByte) {
                 SCOPED_TRACE(testing::Message()
                              << c.name << " " << width << "x" << height << " layout " << layout);
                 uint32_t const seed = uint32_t(width * 1000 + height * 10 + layout);
-                Outcome reference;
-                {
-                    KernelSetScope scope(XFrameKernelSet::Reference);
-                    reference = RunKernel(c, width, height, layout, seed);
-                }
+                Outcome const reference =
+                    RunKernel(c, width, height, layout, seed, XFrameKernelSet::Reference);
                 if (layout >= kShifted) {
                     EXPECT_FALSE(reference.ok || reference.changed)
                         << "misaligned frames are refused untouched";
@@ -479,11 +478,10 @@ TEST(XFrameKernelConformance, SimdKernelsMatchTheScalarReferenceByteForByte) {
                 }
                 ASSERT_TRUE(reference.ok);
                 for (XFrameKernelSet set : {XFrameKernelSet::SSE2, XFrameKernelSet::AVX2}) {
-                    KernelSetScope scope(set);
-                    if (!scope.Got(set)) {
+                    if (!KernelSetScope(set).Got(set)) {
                         continue;  // this CPU lacks the set; the best one it has is tested
                     }
-                    Outcome const outcome = RunKernel(c, width, height, layout, seed);
+                    Outcome const outcome = RunKernel(c, width, height, layout, seed, set);
                     ASSERT_TRUE(outcome == reference) << XFrame_KernelSetName(set);
                     ++compared;
                 }
