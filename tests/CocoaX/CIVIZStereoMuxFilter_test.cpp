@@ -5,6 +5,7 @@
 #include "CocoaX/CIVIZStereoMuxFilter.h"
 
 #include <cmath>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -52,8 +53,7 @@ uint32_t Average(uint32_t a, uint32_t b) {
 // left, on top or at even positions.
 uint32_t LayoutPixel(CIVIZStereoFormat format, Picture const& first, Picture const& second, int x,
                      int y) {
-    int const w = first.width;
-    int const h = first.height;
+    int const w = first.width, h = first.height;
     switch (format) {
         case CIVIZStereoFormat::kSideBySide:
             return x < w ? first.at(x, y) : second.at(x - w, y);
@@ -103,18 +103,14 @@ protected:
 }  // namespace
 
 TEST(StereoMuxRow, EveryAnaglyphGivesKnownValues) {
-    struct Case {
-        CIVIZStereoFormat format;
-        uint32_t left, right, expected;
-    };
     using F = CIVIZStereoFormat;
-    uint32_t const black = 0xFF000000u;
     uint32_t const a = Pixel(255, 100, 50, 200), b = Pixel(255, 10, 20, 30);
-    Case const cases[] = {
+    // Format, left, right, expected.
+    std::tuple<F, uint32_t, uint32_t, uint32_t> const cases[] = {
         // Left green through the green filter: 0.668 * 255.
-        {F::kGreenMagentaDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 170, 0)},
+        {F::kGreenMagentaDubois, Pixel(255, 0, 255, 0), Pixel(255, 0, 0, 0), Pixel(255, 0, 170, 0)},
         // Left green: 0.908 * 255 green, the negative red and blue clamp.
-        {F::kAmberBlueDubois, Pixel(255, 0, 255, 0), black, Pixel(255, 0, 232, 0)},
+        {F::kAmberBlueDubois, Pixel(255, 0, 255, 0), Pixel(255, 0, 0, 0), Pixel(255, 0, 232, 0)},
         // Red the left eye's luma, green and blue the right's own.
         {F::kRedCyanHalfColour, a, b, Pixel(255, 82, 20, 30)},
         // Red from the left, green and blue from the right.
@@ -122,10 +118,10 @@ TEST(StereoMuxRow, EveryAnaglyphGivesKnownValues) {
         // Each eye as its luma.
         {F::kRedCyanGrey, a, b, Pixel(255, 82, 18, 18)},
     };
-    for (Case const& c : cases) {
+    for (auto const& [format, left, right, expected] : cases) {
         uint32_t out = 0;
-        StereoMuxRow_C(&c.right, &c.left, &out, 1, StereoMuxCoefficientsFor(c.format, 0.0f));
-        EXPECT_EQ(out, c.expected) << "format " << int(c.format);
+        StereoMuxRow_C(&right, &left, &out, 1, StereoMuxCoefficientsFor(format, 0.0f));
+        EXPECT_EQ(out, expected) << "format " << int(format);
     }
 }
 
@@ -134,9 +130,8 @@ TEST_P(StereoMux, MatchesTheReferenceAndSwapExchangesTheEyes) {
         Picture const right = RandomPicture(83, 17, opaque ? 60 : 61, opaque);
         Picture const left = RandomPicture(83, 17, opaque ? 62 : 63, opaque);
         Picture expected(83, 17);
-        for (size_t i = 0; i < expected.pixels.size(); ++i) {
-            expected.pixels[i] = AnaglyphReference(left.pixels[i], right.pixels[i]);
-        }
+        std::transform(left.pixels.begin(), left.pixels.end(), right.pixels.begin(),
+                       expected.pixels.begin(), AnaglyphReference);
         EXPECT_LE(MaxByteDifference(Render(Mux(right.image(), left.image(), 0.0)), expected), 1)
             << "opaque " << opaque;
         // Swapping is exactly the same as exchanging the inputs; half way is symmetric.
@@ -148,8 +143,7 @@ TEST_P(StereoMux, MatchesTheReferenceAndSwapExchangesTheEyes) {
 }
 
 TEST_P(StereoMux, ExtentIsTheUnionAndOneEyeAloneFallsThrough) {
-    Picture const right = RandomPicture(64, 48, 66, true);
-    Picture const left = RandomPicture(32, 24, 67, true);
+    Picture const right = RandomPicture(64, 48, 66, true), left = RandomPicture(32, 24, 67, true);
     CIImage const movedLeft =
         left.image().imageByApplyingTransform(QTransform::fromTranslate(40, 30));
     CIImage const muxed = Mux(right.image(), movedLeft, 0.0);
@@ -192,8 +186,7 @@ TEST_P(StereoMux, LayoutsTakeEachPixelFromItsEyeAtTheFormatsSize) {
                         uint32_t const expected = LayoutPixel(format, swapped ? right : left,
                                                               swapped ? left : right, x, y);
                         ASSERT_EQ(out.at(x - 3, y - 1), expected)
-                            << number << " " << swapped << " " << x << "," << y << " "
-                            << eye.width();
+                            << number << " " << swapped << " " << x << "," << y;
                     }
                 }
             }
@@ -207,18 +200,14 @@ INSTANTIATE_TEST_SUITE_P(Kernels, StereoMux, ::testing::Values(false, true),
 TEST(StereoMuxRow, SIMDAndTheDispatcherMatchTheReferenceByteForByte) {
     using Row =
         void (*)(uint32_t const*, uint32_t const*, uint32_t*, int, StereoMuxCoefficients const&);
-    struct Form {
-        char const* name;
-        Row row;
-        bool available;
-        std::vector<int> widths;  // the vector forms take whole steps; the dispatcher any width
-    };
-    Form const forms[] = {{"SSE2", StereoMuxRow_SSE2, CIUseSSE2Kernels(), {8, 16, 24, 640, 1024}},
-                          {"AVX2", StereoMuxRow_AVX2, CIUseAVX2Kernels(), {16, 32, 48, 640, 1024}},
-                          {"dispatcher", StereoMuxRow, true, {1, 7, 9, 23, 31, 641}}};
+    // Name, row, available, widths: the vector forms take whole steps, the dispatcher any width.
+    std::tuple<char const*, Row, bool, std::vector<int>> const forms[] = {
+        {"SSE2", StereoMuxRow_SSE2, CIUseSSE2Kernels(), {8, 16, 24, 640, 1024}},
+        {"AVX2", StereoMuxRow_AVX2, CIUseAVX2Kernels(), {16, 32, 48, 640, 1024}},
+        {"dispatcher", StereoMuxRow, true, {1, 7, 9, 23, 31, 641}}};
     std::mt19937 rng(70);
-    for (Form const& form : forms) {
-        if (!form.available) {
+    for (auto const& [name, row, available, widths] : forms) {
+        if (!available) {
             continue;
         }
         for (int format = 0; format < kCIVIZStereoFormatCount; ++format) {
@@ -228,7 +217,7 @@ TEST(StereoMuxRow, SIMDAndTheDispatcherMatchTheReferenceByteForByte) {
             for (float swap : {0.0f, 1.0f, 0.3f}) {
                 StereoMuxCoefficients const coefficients =
                     StereoMuxCoefficientsFor(CIVIZStereoFormat(format), swap);
-                for (int width : form.widths) {
+                for (int width : widths) {
                     for (int offset : {0, 1, 3}) {  // unaligned starts
                         // Buffers end where the row does, so an over-read shows under ASan.
                         size_t const n = size_t(width + offset);
@@ -237,11 +226,11 @@ TEST(StereoMuxRow, SIMDAndTheDispatcherMatchTheReferenceByteForByte) {
                             right[i] = RandomPixel(rng, i % 3 != 0);
                             left[i] = RandomPixel(rng, i % 5 != 0);
                         }
-                        form.row(right.data() + offset, left.data() + offset, simd.data() + offset,
-                                 width, coefficients);
+                        row(right.data() + offset, left.data() + offset, simd.data() + offset,
+                            width, coefficients);
                         StereoMuxRow_C(right.data() + offset, left.data() + offset,
                                        reference.data() + offset, width, coefficients);
-                        ASSERT_EQ(simd, reference) << form.name << " format " << format << " width "
+                        ASSERT_EQ(simd, reference) << name << " format " << format << " width "
                                                    << width << " offset " << offset;
                     }
                 }
@@ -261,8 +250,7 @@ TEST(StereoLayoutRows, SIMDMatchesReference) {
             size_t const n = size_t(width + offset);
             std::vector<uint32_t> const first = RandomRow(rng, 2 * n), second = RandomRow(rng, n);
             std::vector<uint32_t> simd(n), reference(n);
-            uint32_t const* f = first.data() + offset;
-            uint32_t const* s = second.data() + offset;
+            uint32_t const *f = first.data() + offset, *s = second.data() + offset;
             StereoSqueezeRow_SSE2(first.data() + 2 * offset, simd.data() + offset, width);
             StereoSqueezeRow_C(first.data() + 2 * offset, reference.data() + offset, width);
             ASSERT_EQ(simd, reference) << "squeeze, width " << width;

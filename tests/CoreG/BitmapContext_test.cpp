@@ -50,8 +50,7 @@ TEST(BitmapContext, SizesFollowTypeAndRowBytesAndMustFit32Bits) {
         }
     }
     EXPECT_TRUE(log.Contains(" code : inUseRowBytes>=mImageRowBytes in CoreG/BitmapContext.cpp"));
-    EXPECT_EQ(log.Count("(bool CoreGraphics::BitmapContext::Construct("), 2u)
-        << "each line names the class's function: " << log.Lines();
+    EXPECT_EQ(log.Count("(bool CoreGraphics::BitmapContext::Construct("), 2u);
 }
 
 // An offscreen world that cannot be built.
@@ -74,24 +73,19 @@ TEST(BitmapContext, FailedOffscreenWorldIsTriedAndReportedOnce) {
 }
 
 TEST(BitmapContext, ContextPaintsIntoTheMemoryInItsByteOrder) {
-    struct Case {
-        int type;
-        QColor colour;
-        std::vector<uint8_t> firstBytes;
-    };
-    Case const cases[] = {
-        {CoreGraphics::kBitmapTypeRGBX, QColor(255, 0, 0), {255, 0, 0}},
-        {CoreGraphics::kBitmapTypeGrey, QColor(200, 200, 200), {200, 200, 200, 200, 200}},
-    };
-    for (Case const& c : cases) {
+    // The first `count` bytes of a 5 x 2 bitmap of `type` painted all in `colour`.
+    auto const painted = [](int type, QColor colour, size_t count) {
         BitmapContext bitmap;
-        ASSERT_TRUE(bitmap.Construct(5, 2, c.type, 0));
-        bitmap.mContext->fillRect(0, 0, 5, 2, c.colour);
-        EXPECT_EQ(std::vector<uint8_t>(bitmap.mImageDataBytes,
-                                       bitmap.mImageDataBytes + c.firstBytes.size()),
-                  c.firstBytes)
-            << "type " << c.type;
-    }
+        if (!bitmap.Construct(5, 2, type, 0)) {
+            return std::vector<uint8_t>();
+        }
+        bitmap.mContext->fillRect(0, 0, 5, 2, colour);
+        return std::vector<uint8_t>(bitmap.mImageDataBytes, bitmap.mImageDataBytes + count);
+    };
+    EXPECT_EQ(painted(CoreGraphics::kBitmapTypeRGBX, QColor(255, 0, 0), 3),
+              (std::vector<uint8_t>{255, 0, 0}));
+    EXPECT_EQ(painted(CoreGraphics::kBitmapTypeGrey, QColor(200, 200, 200), 5),
+              std::vector<uint8_t>(5, 200));
 }
 
 TEST(BitmapContext, ImagesShareTheMemoryAndCropsCountRowsFromTheBottom) {
@@ -101,9 +95,8 @@ TEST(BitmapContext, ImagesShareTheMemoryAndCropsCountRowsFromTheBottom) {
     EXPECT_EQ(argb.GetCroppedImageRef(QRectF(0, 0, 640, 480)).constBits(), argb.mImageDataBytes);
 
     QImage const crop = argb.GetCroppedImageRef(QRectF(10, 20, 100, 50));
-    EXPECT_EQ(crop.constBits(), argb.mImageDataBytes + 410 * 2560 + 40);
-    EXPECT_EQ(crop.size(), QSize(100, 50));
-    EXPECT_EQ(crop.bytesPerLine(), 2560);
+    EXPECT_TRUE(crop.constBits() == argb.mImageDataBytes + 410 * 2560 + 40 &&
+                crop.size() == QSize(100, 50) && crop.bytesPerLine() == 2560);
 
     // A crop whose rows or columns leave the picture would read past the memory.
     TestLogCapture log;
@@ -113,8 +106,7 @@ TEST(BitmapContext, ImagesShareTheMemoryAndCropsCountRowsFromTheBottom) {
     EXPECT_EQ(log.Count(" code : dataProvider=::CGDataProviderCreateWithData(refcon, "
                         "croppedDataBytes, inCroppedRect.size.height*mImageRowBytes, "
                         "NULL) in CoreG/BitmapContext.cpp"),
-              3u)
-        << log.Lines();
+              3u);
     EXPECT_TRUE(BitmapContext().GetCroppedImageRef(QRectF(0, 0, 1, 1)).isNull());
 }
 

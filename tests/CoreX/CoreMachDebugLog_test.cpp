@@ -8,6 +8,7 @@
 
 #include "platform/folders/PlatformFolders.h"
 #include "tests/support/TestEnvironment.h"
+#include "tests/support/TestLogCapture.h"
 
 // A class's check, so that its line names the class.
 struct LogChecks {
@@ -19,39 +20,14 @@ struct LogChecks {
 
 namespace {
 
-class LogOutput {
-public:
-    explicit LogOutput(kCoreLogOutput output) : mSaved(CoreMachDebugLogGetUseLogger()) {
-        CoreMachDebugLogSetUseLogger(output);
-    }
-    ~LogOutput() { CoreMachDebugLogSetUseLogger(mSaved); }
-
-private:
-    kCoreLogOutput mSaved;
-};
-
 std::string LogsFolder() { return PlatformFolders::FolderPath(PlatformFolders::kUserLogsFolder); }
 
-class LogFileTest : public ::testing::Test {
-protected:
-    void SetUp() override { Clear(); }
-    void TearDown() override { Clear(); }
-    static void Clear() {
-        std::filesystem::remove_all(LogsFolder());
-        CoreMachDebugLogResetFileLocation();
-    }
-    static std::string LogText() {
-        return TestEnvironment::ReadFile(LogsFolder() + "/Duoscope.log");
-    }
-};
-
-TEST_F(LogFileTest, VerifyLinesNameTheClassFunctionFileAndLine) {
-    LogOutput output(kCoreLogOutputFile);
-    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
+TEST(LogFile, VerifyLinesNameTheClassFunctionFileAndLine) {
+    TestLogCapture log;
     int evaluations = 0;
     VERIFY(++evaluations == 1);  // true: nothing logged
     VERIFY_ERR(0);
-    EXPECT_EQ(LogText(), "");
+    EXPECT_EQ(log.Lines(), "");
     int const line = LogChecks().Failing(2);
     int err = 0;
     VERIFY_ERR(err = fnfErr);
@@ -63,36 +39,38 @@ TEST_F(LogFileTest, VerifyLinesNameTheClassFunctionFileAndLine) {
         "VERIFY_ERR FAILED: OSErr:-43  code : err = fnfErr in "
         "tests/CoreX/CoreMachDebugLog_test.cpp:" +
         std::to_string(errLine) + " (virtual void ";
-    EXPECT_EQ(LogText().substr(0, expected.size()), expected);
-    EXPECT_NE(LogText().find("_Test::TestBody())\n"), std::string::npos) << LogText();
+    EXPECT_EQ(log.Lines().substr(0, expected.size()), expected);
+    EXPECT_TRUE(log.Contains("_Test::TestBody())\n")) << log.Lines();
 }
 
-TEST_F(LogFileTest, FileModeNeverCreatesTheFolderAndRecoversOnceItExists) {
-    LogOutput output(kCoreLogOutputFile);
+TEST(LogFile, FileModeNeverCreatesTheFolderAndRecoversOnceItExists) {
+    // The capture sets the file output and gives back the one before when it ends; the
+    // folder it made is removed again.
+    TestLogCapture log;
+    std::filesystem::remove_all(LogsFolder());
+    CoreMachDebugLogResetFileLocation();
     CoreMachDebugLog("lost\n");  // the failed initialisation reports through the log itself
     EXPECT_FALSE(std::filesystem::exists(LogsFolder())) << "the log must not create its folder";
     ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
     CoreMachDebugLog("kept %d\n", 7);
-    EXPECT_EQ(LogText(), "kept 7\n");
+    EXPECT_EQ(TestEnvironment::ReadFile(LogsFolder() + "/Duoscope.log"), "kept 7\n");
     EXPECT_EQ(std::string(CoreMachDebugLogFilePath()), LogsFolder() + "/Duoscope.log");
 }
 
-TEST_F(LogFileTest, StdoutModeAlsoWritesTheFileTheSystemLogModeDoesNot) {
-    ASSERT_TRUE(PlatformFolders::MakeFolders(LogsFolder()));
-    {
-        LogOutput output(kCoreLogOutputStdout);
-        ::testing::internal::CaptureStdout();
-        CoreMachDebugLog("both");
-        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "DuoscopeTest:both") << "no newline";
-    }
-    LogOutput output(kCoreLogOutputASL);
+TEST(LogFile, StdoutModeAlsoWritesTheFileTheSystemLogModeDoesNot) {
+    TestLogCapture log;  // gives back the output mode before it when it ends
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputStdout);
+    ::testing::internal::CaptureStdout();
+    CoreMachDebugLog("both");
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "DuoscopeTest:both") << "no newline";
+    CoreMachDebugLogSetUseLogger(kCoreLogOutputASL);
     ::testing::internal::CaptureStderr();
     CoreMachDebugLog("VERIFY FAILED: %s\n", "x");
     std::string const err = ::testing::internal::GetCapturedStderr();
     // The line carries the ident and arrives with two newlines: the format's and the log's.
     EXPECT_NE(err.find("DuoscopeTest"), std::string::npos) << err;
     EXPECT_NE(err.find("VERIFY FAILED: x\n\n"), std::string::npos) << err;
-    EXPECT_EQ(LogText(), "both");
+    EXPECT_EQ(log.Lines(), "both");
 }
 
 }  // namespace

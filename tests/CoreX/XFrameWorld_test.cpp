@@ -4,6 +4,8 @@
 #include "CoreX/XFrameWorld.h"
 
 #include <cstring>
+#include <numeric>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,15 +19,14 @@ TEST(XFrameWorld, OwnedFramesAreVectorAlignedAndEmptyBoundsRefused) {
     ASSERT_TRUE(world.Construct(QRect(0, 0, 640, 480), kXFrame_Pel_VYUV));
     EXPECT_EQ(reinterpret_cast<uintptr_t>(world.Pixels) % 16, 0u);
     ASSERT_TRUE(world.SetNewWidthHeight(320, 240));
-    EXPECT_EQ(world.PixelType, kXFrame_Pel_VYUV) << "rebuilding keeps the type";
-    EXPECT_EQ(world.RowBytes, 320 * 4 + 64);
+    // Rebuilding keeps the type.
+    EXPECT_EQ(std::tuple(world.PixelType, world.RowBytes),
+              std::tuple(kXFrame_Pel_VYUV, 320 * 4 + 64));
 
     TestLogCapture log;
     EXPECT_FALSE(world.Construct(0, 480, kXFrame_Pel_8RGB));
-    EXPECT_TRUE(world.IsEmpty());
-    EXPECT_FALSE(world.OwnsPixels());
-    EXPECT_NE(log.Lines().find("(bool XFrameWorld::ConstructVecFrame("), std::string::npos)
-        << log.Lines();
+    EXPECT_TRUE(world.IsEmpty() && !world.OwnsPixels());
+    EXPECT_TRUE(log.Contains("(bool XFrameWorld::ConstructVecFrame(")) << log.Lines();
 }
 
 TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
@@ -33,8 +34,7 @@ TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
     XFrameWorld world;
     ASSERT_TRUE(
         world.ConstructPtrAlias(QRect(0, 0, 3, 4), memory.data(), 48, XFrameFourCC("r408")));
-    EXPECT_FALSE(world.OwnsPixels());
-    EXPECT_EQ(world.Pixels, memory.data());
+    EXPECT_TRUE(!world.OwnsPixels() && world.Pixels == memory.data());
     EXPECT_EQ(world.PixelType, kXFrame_Pel_RYUV);
     ASSERT_TRUE(
         world.ConstructPtrAlias(QRect(0, 0, 3, 4), memory.data(), 48, XFrameFourCC("yuvs")));
@@ -43,16 +43,15 @@ TEST(XFrameWorld, AliasesWrapOtherMemoryAndMapThePixelFormat) {
     world.Fields = kXFrameFields_TopFirst;
     XFrameWorld alias;
     ASSERT_TRUE(alias.ConstructFrameBufferAlias(world));
-    EXPECT_EQ(alias.Pixels, memory.data());
-    EXPECT_EQ(alias.Fields, kXFrameFields_TopFirst);
+    EXPECT_TRUE(alias.Pixels == memory.data() && alias.Fields == kXFrameFields_TopFirst);
 
     TestLogCapture log;
     EXPECT_FALSE(alias.ConstructFrameBufferAlias(world)) << "the world must be empty";
     EXPECT_EQ(alias.Pixels, memory.data()) << "a refused alias leaves the world as it was";
     EXPECT_FALSE(world.ConstructPtrAlias(QRect(0, 0, 3, 4), nullptr, 48, 32));
     EXPECT_TRUE(world.IsEmpty());
-    EXPECT_NE(log.Lines().find("code : IsEmpty() in CoreX/XFrameWorld.cpp"), std::string::npos);
-    EXPECT_NE(log.Lines().find("code : pixels in CoreX/XFrameWorld.cpp"), std::string::npos);
+    EXPECT_TRUE(log.Contains("code : IsEmpty() in CoreX/XFrameWorld.cpp"));
+    EXPECT_TRUE(log.Contains("code : pixels in CoreX/XFrameWorld.cpp"));
 }
 
 TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfAFrameOrOfItsOwnPixels) {
@@ -68,11 +67,11 @@ TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfAFrameOrOfItsOwnPixels) {
         XFrameWorld other;
         XFrameWorld& alias = source == 0 ? other : frame;
         ASSERT_TRUE(alias.ConstructFieldAlias(source == 2 ? copy : frame, 1)) << source;
-        EXPECT_TRUE(frame.OwnsPixels());
-        EXPECT_EQ(alias.Height, 2) << "the last of five rows is in neither field";
-        EXPECT_EQ(alias.Fields, kXFrameFields_One);
-        EXPECT_EQ(alias.Pixels[0], 11) << source;
-        EXPECT_EQ(alias.Pixels[alias.RowBytes + 15], 13) << source;
+        // The last of five rows is in neither field.
+        EXPECT_EQ(std::tuple(frame.OwnsPixels(), alias.Height, alias.Fields, alias.Pixels[0],
+                             alias.Pixels[alias.RowBytes + 15]),
+                  std::tuple(true, 2, kXFrameFields_One, 11, 13))
+            << source;
     }
     XFrameWorld frame;
     ASSERT_TRUE(frame.Construct(4, 5, kXFrame_Pel_8RGB));
@@ -86,16 +85,15 @@ TEST(XFrameWorld, FieldAliasIsEveryOtherRowOfAFrameOrOfItsOwnPixels) {
     EXPECT_FALSE(top.ConstructFieldAlias(frame, -1));
     EXPECT_EQ(log.Count("VERIFY FAILED:  code : (field_order==1) || (field_order==0) in "
                         "CoreX/XFrameWorld.cpp:"),
-              2u)
-        << "one per refusal: " << log.Lines();
+              2u);
 }
 
 TEST(XFrameWorld, ImageViewSharesThePixelsOfArgbFramesOnly) {
     XFrameWorld world;
     ASSERT_TRUE(world.Construct(5, 3, kXFrame_Pel_8RGB));
     QImage image = world.Image();
-    EXPECT_EQ(image.constBits(), world.Pixels) << "a view, not a copy";
-    EXPECT_EQ(image.bytesPerLine(), world.RowBytes);
+    EXPECT_TRUE(image.constBits() == world.Pixels && image.bytesPerLine() == world.RowBytes)
+        << "a view, not a copy";
     image.setPixel(2, 1, 0xFF102030u);
     uint8_t const bgra[4] = {0x30, 0x20, 0x10, 0xFF};
     EXPECT_EQ(std::memcmp(world.Pixels + world.RowBytes + 8, bgra, 4), 0);
@@ -107,15 +105,12 @@ TEST(XFrameWorld, ImageViewSharesThePixelsOfArgbFramesOnly) {
 
 TEST(XFrameWorld, CopiesAreDeepAndCopyBitsScales) {
     std::vector<uint8_t> memory(6 * 24);
-    for (size_t i = 0; i < memory.size(); ++i) {
-        memory[i] = uint8_t(i * 7);
-    }
+    std::iota(memory.begin(), memory.end(), uint8_t(0));
     XFrameWorld source;
     ASSERT_TRUE(source.ConstructPtrAlias(QRect(0, 0, 4, 6), memory.data() + 4, 24, 32));
     source.Fields = kXFrameFields_Two;
     XFrameWorld copy(source);
-    ASSERT_TRUE(copy.OwnsPixels());
-    EXPECT_EQ(copy.Fields, kXFrameFields_Two);
+    ASSERT_TRUE(copy.OwnsPixels() && copy.Fields == kXFrameFields_Two);
     for (int y = 0; y < 6; ++y) {
         ASSERT_EQ(std::memcmp(copy.Pixels + y * copy.RowBytes, memory.data() + 4 + y * 24, 16), 0)
             << y;

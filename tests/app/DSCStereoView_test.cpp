@@ -5,7 +5,9 @@
 #include "app/DSCStereoView.h"
 
 #include <algorithm>
+#include <numeric>
 #include <random>
+#include <tuple>
 
 #include <QComboBox>
 #include <QOffscreenSurface>
@@ -24,9 +26,8 @@
 #include "CoCamX/NSUISegmentedControl.h"
 #include "CoCamX/QCamGrabCGImageView.h"
 #include "CocoaX/CIVIZStereoMuxFilter.h"
+#include "CocoaX/CIVIZStereoMuxKernel.h"
 #include "app/DSCSnapshot.h"
-#include "platform/imaging/CIContext.h"
-#include "platform/imaging/CIFilter.h"
 #include "platform/imaging/CIPixelKernels.h"
 #include "tests/support/TestEnvironment.h"
 #include "tests/support/TestLogCapture.h"
@@ -60,67 +61,42 @@ struct Monitor {
     }
 };
 
-// The default anaglyph of two pictures, `leftImage` seen through the red filter.
-QRgb MuxPixel(QImage const& leftImage, QImage const& rightImage) {
-    std::unique_ptr<CIFilter> mux = CIFilter::filterWithName(kCIVIZStereoMuxFilter_Name);
-    mux->setDefaults();
-    mux->setValue(CIImage::imageWithQImage(rightImage), kCIVIZStereoMuxFilter_InputImage);
-    mux->setValue(CIImage::imageWithQImage(leftImage), kCIVIZStereoMuxFilter_InputLeftImage);
-    CIImage const out = mux->outputImage();
-    return CIContext::createQImage(out, out.extent()).pixel(10, 10);
+// The default anaglyph of two pixels, `left` seen through the red filter.
+QRgb MuxPixel(QRgb left, QRgb right) {
+    QRgb out = 0;
+    StereoMuxRow_C(&right, &left, &out, 1,
+                   StereoMuxCoefficientsFor(CIVIZStereoFormat::kRedCyanDubois, 0.0f));
+    return out;
 }
 
-TEST(StereoViewTest, SegmentsMapToTypesAndEachTypeShowsItsPicture) {
+TEST(StereoViewTest, SegmentsAndTheStereoFormatChooseThePictureAndItsShape) {
     Monitor monitor;
+    QComboBox formats;
+    monitor.view.setStereoFormatControl(&formats);
+    ASSERT_EQ(formats.count(), kCIVIZStereoFormatCount);
+    EXPECT_EQ(monitor.view.stereoFormat(), CIVIZStereoFormat::kRedCyanDubois) << "the default";
     EXPECT_EQ(monitor.view.monitorImageType(), DSCStereoView::kMonitorCombined) << "the default";
     monitor.control.setSelectedSegment(0);
     EXPECT_EQ(monitor.view.monitorImageType(), 1);
     monitor.view.setMonitorImageType(4);
     EXPECT_EQ(monitor.control.selectedSegment(), 3);
 
-    QImage const leftImage = Solid(640, 480, qRgb(200, 40, 40));
-    QImage const rightImage = Solid(640, 480, qRgb(30, 160, 220));
-    monitor.left.setCameraImageRef(leftImage);
-    monitor.right.setCameraImageRef(rightImage);
-    EXPECT_EQ(monitor.Draw(1), qRgb(200, 40, 40));
-    EXPECT_EQ(monitor.Draw(4), qRgb(30, 160, 220));
-    EXPECT_EQ(monitor.Draw(2), MuxPixel(leftImage, rightImage));
-    EXPECT_EQ(monitor.Draw(3), MuxPixel(rightImage, leftImage)) << "type 3 exchanges the eyes";
+    QRgb const red = qRgb(200, 40, 40), blue = qRgb(30, 160, 220);
+    monitor.left.setCameraImageRef(Solid(640, 480, red));
+    monitor.right.setCameraImageRef(Solid(640, 480, blue));
+    EXPECT_EQ(monitor.Draw(1), red);
+    EXPECT_EQ(monitor.Draw(4), blue);
+    EXPECT_EQ(monitor.Draw(2), MuxPixel(red, blue));
+    EXPECT_EQ(monitor.Draw(3), MuxPixel(blue, red)) << "type 3 exchanges the eyes";
     EXPECT_FALSE(monitor.view.monitorImage().isEmpty()) << "the drawn image is kept";
-}
 
-TEST(StereoViewTest, PictureKeepsItsShapeInAnyViewWithBlackBars) {
-    struct Case {
-        QRectF bounds;
-        QSizeF picture;
-        QRectF shown;
-    };
-    Case const cases[] = {
-        {{0, 0, 802, 528}, {640, 480}, {49, 0, 704, 528}},           // wider: bars left and right
-        {{0, 0, 333, 1001}, {640, 480}, {0, 375.625, 333, 249.75}},  // taller: bars above, below
-        {{10, 20, 1920, 1080}, {1280, 480}, {10, 200, 1920, 720}},
-        {{0, 0, 0, 480}, {640, 480}, {}},
-    };
-    for (Case const& c : cases) {
-        EXPECT_EQ(DSCStereoView::letterboxRect(c.bounds, c.picture), c.shown) << c.bounds.width();
-    }
-}
-
-TEST(StereoViewTest, TheStereoFormatSetsTheCombinedPictureAndItsShape) {
-    Monitor monitor;
-    QComboBox formats;
-    monitor.view.setStereoFormatControl(&formats);
-    ASSERT_EQ(formats.count(), kCIVIZStereoFormatCount);
-    EXPECT_EQ(monitor.view.stereoFormat(), CIVIZStereoFormat::kRedCyanDubois) << "the default";
-    monitor.left.setCameraImageRef(Solid(640, 480, qRgb(200, 40, 40)));
-    monitor.right.setCameraImageRef(Solid(640, 480, qRgb(30, 160, 220)));
     formats.setCurrentIndex(static_cast<int>(CIVIZStereoFormat::kSideBySide));
     monitor.target = QImage(1280, 960, QImage::Format_ARGB32_Premultiplied);
     // 1280 x 480 letterboxed into 1280 x 960: bars above and below, the left eye on the left.
-    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombined, {300, 480}), qRgb(200, 40, 40));
+    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombined, {300, 480}), red);
     EXPECT_EQ(monitor.target.pixel(300, 100), qRgb(0, 0, 0)) << "the bar";
     EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(1280, 480));
-    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombinedSwapped, {300, 480}), qRgb(30, 160, 220))
+    EXPECT_EQ(monitor.Draw(DSCStereoView::kMonitorCombinedSwapped, {300, 480}), blue)
         << "type 3 swaps the eyes in a layout too";
     monitor.Draw(DSCStereoView::kMonitorLeftEye);
     EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(640, 480)) << "one eye: its own size";
@@ -129,6 +105,19 @@ TEST(StereoViewTest, TheStereoFormatSetsTheCombinedPictureAndItsShape) {
     EXPECT_EQ(formats.currentIndex(), static_cast<int>(CIVIZStereoFormat::kTopBottom));
     monitor.Draw(DSCStereoView::kMonitorCombined);
     EXPECT_EQ(monitor.view.monitorPicture().size(), QSize(640, 960));
+}
+
+TEST(StereoViewTest, PictureKeepsItsShapeInAnyViewWithBlackBars) {
+    // The view's bounds, the picture's size, where it is shown.
+    std::tuple<QRectF, QSizeF, QRectF> const cases[] = {
+        {{0, 0, 802, 528}, {640, 480}, {49, 0, 704, 528}},           // wider: bars left and right
+        {{0, 0, 333, 1001}, {640, 480}, {0, 375.625, 333, 249.75}},  // taller: bars above, below
+        {{10, 20, 1920, 1080}, {1280, 480}, {10, 200, 1920, 720}},
+        {{0, 0, 0, 480}, {640, 480}, {}},
+    };
+    for (auto const& [bounds, picture, shown] : cases) {
+        EXPECT_EQ(DSCStereoView::letterboxRect(bounds, picture), shown) << bounds.width();
+    }
 }
 
 TEST(StereoViewTest, EachEyesAdjustmentsReachTheMonitorAndOnlyThatEye) {
@@ -212,8 +201,7 @@ TEST(SnapshotTest, APngOfTheMonitorAndAJpsWithTheRightEyeLeftNeverOverwriting) {
     EXPECT_GT(qRed(pair.pixel(960, 240)), 200);
 
     DSCSnapshot::Files const oneEye = DSCSnapshot::save(monitor, left, QImage(), folder, when);
-    EXPECT_FALSE(oneEye.png.isEmpty());
-    EXPECT_TRUE(oneEye.jps.isEmpty()) << "no pair without both eyes";
+    EXPECT_TRUE(!oneEye.png.isEmpty() && oneEye.jps.isEmpty()) << "no pair without both eyes";
 }
 
 TEST(StereoViewTest, FullScreenLeavesTheWindowAndEscapeBringsItBack) {
@@ -223,12 +211,10 @@ TEST(StereoViewTest, FullScreenLeavesTheWindowAndEscapeBringsItBack) {
     layout->addWidget(view);
     window.show();
     view->setFullScreenMonitor(true);
-    EXPECT_TRUE(view->isWindow());
-    EXPECT_TRUE(view->windowState() & Qt::WindowFullScreen);
+    EXPECT_TRUE(view->isWindow() && (view->windowState() & Qt::WindowFullScreen));
     QTest::keyClick(view, Qt::Key_Escape);
-    EXPECT_FALSE(view->isWindow());
-    EXPECT_EQ(view->parentWidget(), &window);
-    EXPECT_EQ(layout->indexOf(view), 0) << "back in its place";
+    EXPECT_TRUE(!view->isWindow() && view->parentWidget() == &window && layout->indexOf(view) == 0)
+        << "back in its place";
     QTest::mouseDClick(view, Qt::LeftButton);
     EXPECT_TRUE(view->isFullScreenMonitor()) << "a double click";
     view->setFullScreenMonitor(false);
@@ -282,12 +268,8 @@ TEST(MonitorPathTest, OpenGLOnlyOnHardwareOrWhenAskedAndTheChoiceIsLogged) {
             .contains("llvmpipe");
     using Path = DSCStereoView::MonitorPath;
     Path const hardware = contextMade && !software ? Path::kOpenGL : Path::kCPU;
-    struct Case {
-        char const* choice;
-        Path path;
-        char const* logged;
-    };
-    Case const cases[] = {
+    // DUOSCOPE_MONITOR, the path chosen and the line logged.
+    std::tuple<char const*, Path, char const*> const cases[] = {
         {"cpu", Path::kCPU, "Monitor drawn on the CPU: DUOSCOPE_MONITOR=cpu"},
         {"opengl", contextMade ? Path::kOpenGL : Path::kCPU,
          contextMade ? "Monitor drawn through OpenGL (" : "Monitor drawn on the CPU: "},
@@ -297,11 +279,11 @@ TEST(MonitorPathTest, OpenGLOnlyOnHardwareOrWhenAskedAndTheChoiceIsLogged) {
                                    : "Monitor drawn on the CPU: "},
     };
     QByteArray const saved = qgetenv("DUOSCOPE_MONITOR");
-    for (Case const& c : cases) {
-        c.choice != nullptr ? qputenv("DUOSCOPE_MONITOR", c.choice) : qunsetenv("DUOSCOPE_MONITOR");
+    for (auto const& [choice, path, logged] : cases) {
+        choice != nullptr ? qputenv("DUOSCOPE_MONITOR", choice) : qunsetenv("DUOSCOPE_MONITOR");
         TestLogCapture log;
-        EXPECT_EQ(DSCStereoView::chooseMonitorPath(), c.path) << c.logged;
-        EXPECT_TRUE(log.Contains(c.logged)) << log.Lines();
+        EXPECT_EQ(DSCStereoView::chooseMonitorPath(), path) << logged;
+        EXPECT_TRUE(log.Contains(logged)) << log.Lines();
     }
     if (!saved.isNull()) {
         qputenv("DUOSCOPE_MONITOR", saved);
@@ -337,14 +319,10 @@ TEST(MonitorPathTest, BothPathsShowTheSamePictureInTheSameLetterbox) {
     QImage const gpu = surface->grabFramebuffer().convertToFormat(QImage::Format_RGB32);
     QImage const cpu = monitor.target.convertToFormat(QImage::Format_RGB32);
     ASSERT_EQ(gpu.size(), cpu.size()) << "the surface rendered nothing";
-    int worst = 0;
-    for (int y = 0; y < cpu.height(); ++y) {
-        for (int x = 0; x < cpu.width(); ++x) {
-            QRgb const a = gpu.pixel(x, y), b = cpu.pixel(x, y);
-            worst = std::max({worst, std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
-                              std::abs(qBlue(a) - qBlue(b))});
-        }
-    }
+    // The largest difference of any byte; both have opaque alpha.
+    int const worst = std::transform_reduce(
+        cpu.constBits(), cpu.constBits() + cpu.sizeInBytes(), gpu.constBits(), 0,
+        [](int a, int b) { return std::max(a, b); }, [](int a, int b) { return std::abs(a - b); });
     EXPECT_LE(worst, 3);
     EXPECT_EQ(gpu.pixel(48, 264), qRgb(0, 0, 0)) << "the bar";
     EXPECT_EQ(qBlue(gpu.pixel(49, 264)), 40) << "the picture starts where the bar ends";
