@@ -235,13 +235,18 @@ TEST_F(GrabberTest, ACameraThatStopsSendingWithoutAnErrorIsReopenedAfterTwoSecon
 }
 
 TEST(CameraStatus, OneLineOfWhatTheUserNeedsToKnow) {
-    QCameraStatus const plain{.camera = "HD Pro Webcam C920 [1.2]", .format = kCodecMJPEG,
-                              .width = 640, .height = 480, .framesPerSecond = 14.96};
+    QCameraStatus plain;
+    plain.camera = "HD Pro Webcam C920 [1.2]";
+    plain.format = kCodecMJPEG;
+    plain.width = 640;
+    plain.height = 480;
+    plain.framesPerSecond = 14.96;
     QCameraStatus full = plain;
     full.framesDropped = 2;
     full.pairingErrorMs = 4.4;
     full.trouble = "USB bandwidth: 15 fps";
-    QCameraStatus const lost{.trouble = "it vanished: waiting for it to come back"};
+    QCameraStatus lost;
+    lost.trouble = "it vanished: waiting for it to come back";
     for (auto const& [status, text] : std::vector<std::pair<QCameraStatus, std::string>>{
              {full, "Right eye: HD Pro Webcam C920 [1.2] · MJPG 640x480 · 15.0 fps · 2 dropped · "
                     "eyes 4 ms apart · USB bandwidth: 15 fps"},
