@@ -16,15 +16,9 @@
 #include "platform/imaging/CIContext.h"
 #include "platform/stereo/StereoAlignmentEstimate.h"
 #include "platform/stereo/StereoColorMatch.h"
+#include "tests/support/SceneEyeImage.h"
 
 namespace {
-
-QImage SceneEye(TestPatternScene::Eye eye) {
-    QImage image(640, 480, QImage::Format_ARGB32_Premultiplied);
-    TestPatternScene::Render(1.0, eye, image.bits(), static_cast<int>(image.bytesPerLine()), 640,
-                             480);
-    return image;
-}
 
 StereoPicture PictureOf(QImage const& image) {
     return {image.constBits(), image.width(), image.height(), image.bytesPerLine()};
@@ -35,9 +29,10 @@ QImage MisalignedRightEye() {
     QTransform const misalignment = QTransform::fromTranslate(-320, -240) *
                                     QTransform().rotate(1.5) *
                                     QTransform::fromTranslate(320, 240 + 12);
-    return CIContext::createQImage(CIImage::imageWithQImage(SceneEye(TestPatternScene::kRightEye))
-                                       .imageByApplyingTransform(misalignment),
-                                   QRectF(0, 0, 640, 480));
+    return CIContext::createQImage(
+        CIImage::imageWithQImage(SceneEyeImage(TestPatternScene::kRightEye, 1.0))
+            .imageByApplyingTransform(misalignment),
+        QRectF(0, 0, 640, 480));
 }
 
 void BM_EyePass(benchmark::State& state) {
@@ -52,7 +47,7 @@ void BM_EyePass(benchmark::State& state) {
         {}, {3.0, -7.0, 0.0, 1.0}, {0.0, -11.75, 0.0, 1.0}, {1.0, -11.75, -1.5, 1.01}};
     controls.setAlignment(alignments[state.range(0)]);
     state.SetLabel(labels[state.range(0)]);
-    QImage const frame = SceneEye(TestPatternScene::kLeftEye);
+    QImage const frame = SceneEyeImage(TestPatternScene::kLeftEye, 1.0);
     // Built once, as the eye view does until a slider moves.
     CIImage const recipe = controls.filteredImage(CIImage::imageWithQImage(frame));
     QImage target(640, 480, QImage::Format_ARGB32_Premultiplied);
@@ -67,7 +62,7 @@ void BM_EyePass(benchmark::State& state) {
 BENCHMARK(BM_EyePass)->DenseRange(0, 3)->Unit(benchmark::kMicrosecond);
 
 void BM_AlignmentEstimate(benchmark::State& state) {
-    QImage const left = SceneEye(TestPatternScene::kLeftEye);
+    QImage const left = SceneEyeImage(TestPatternScene::kLeftEye, 1.0);
     QImage const right = MisalignedRightEye();
     StereoAlignmentEstimate estimate;
     for (auto _ : state) {
@@ -80,8 +75,8 @@ void BM_AlignmentEstimate(benchmark::State& state) {
 BENCHMARK(BM_AlignmentEstimate)->Unit(benchmark::kMillisecond);
 
 void BM_ColorMatchEstimate(benchmark::State& state) {
-    QImage const left = SceneEye(TestPatternScene::kLeftEye);
-    QImage const right = SceneEye(TestPatternScene::kRightEye);
+    QImage const left = SceneEyeImage(TestPatternScene::kLeftEye, 1.0);
+    QImage const right = SceneEyeImage(TestPatternScene::kRightEye, 1.0);
     for (auto _ : state) {
         StereoColorMatch const match = EstimateStereoColorMatch(PictureOf(left), PictureOf(right));
         benchmark::DoNotOptimize(match);

@@ -15,15 +15,9 @@
 #include "CoCamX/NSUIStereoAlignControl.h"
 #include "platform/capture/TestPatternScene.h"
 #include "platform/imaging/CIContext.h"
+#include "tests/support/SceneEyeImage.h"
 
 namespace {
-
-QImage SceneEye(TestPatternScene::Eye eye, double seconds) {
-    QImage image(640, 480, QImage::Format_ARGB32_Premultiplied);
-    TestPatternScene::Render(seconds, eye, image.bits(), static_cast<int>(image.bytesPerLine()),
-                             640, 480);
-    return image;
-}
 
 // What the eye view shows of a camera's frame: the frame through the eye's stack.
 QImage ThroughStack(NSUICICameraControls const& controls, QImage const& frame) {
@@ -35,7 +29,7 @@ TEST(StereoAlignControlTest, AlignmentMovesThePictureInTheStacksOnePass) {
     NSUICameraAdjustPanel panel;
     NSUICICameraControls& controls = *panel.controls();
     NSUICICameraControls::Outlets const& o = controls.outlets();
-    QImage const frame = SceneEye(TestPatternScene::kLeftEye, 0.0);
+    QImage const frame = SceneEyeImage(TestPatternScene::kLeftEye, 0.0);
 
     // Whole pixels (3 of them the window's shift): an exact copy, black where nothing moved in.
     o.horizontalOffsetSlider->setDoubleValue(2.0);
@@ -66,8 +60,8 @@ TEST(StereoAlignControlTest, AlignmentMovesThePictureInTheStacksOnePass) {
 TEST(StereoAlignControlTest, AutoAlignBringsAKnownMisalignmentBackAndMatchColoursATint) {
     NSUICameraAdjustPanel leftPanel, rightPanel;
     NSUICICameraControls& right = *rightPanel.controls();
-    QImage const left = SceneEye(TestPatternScene::kLeftEye, 1.0);
-    QImage const rightFrame = SceneEye(TestPatternScene::kRightEye, 1.0);
+    QImage const left = SceneEyeImage(TestPatternScene::kLeftEye, 1.0);
+    QImage const rightFrame = SceneEyeImage(TestPatternScene::kRightEye, 1.0);
     // The right camera sits 12 px lower and is turned 1.5 degrees: its frames come in so.
     QTransform const misalignment = QTransform::fromTranslate(-320, -240) *
                                     QTransform().rotate(1.5) *

@@ -13,15 +13,9 @@
 #include "platform/imaging/CIContext.h"
 #include "platform/stereo/StereoAlignmentEstimate.h"
 #include "platform/stereo/StereoColorMatch.h"
+#include "tests/support/SceneEyeImage.h"
 
 namespace {
-
-QImage EyeOfScene(TestPatternScene::Eye eye, double seconds) {
-    QImage image(640, 480, QImage::Format_ARGB32_Premultiplied);
-    TestPatternScene::Render(seconds, eye, image.bits(), static_cast<int>(image.bytesPerLine()),
-                             640, 480);
-    return image;
-}
 
 StereoPicture PictureOf(QImage const& image) {
     return {image.constBits(), image.width(), image.height(), image.bytesPerLine()};
@@ -48,10 +42,10 @@ TEST(StereoAlignmentEstimateTest, AKnownMisalignmentComesBackWithinAPixelAndAFif
         {0.0, 0.0, 1.0, 2.0},     // aligned already: nothing to correct
     };
     for (Case const& c : cases) {
-        QImage const left = EyeOfScene(TestPatternScene::kLeftEye, c.seconds);
+        QImage const left = SceneEyeImage(TestPatternScene::kLeftEye, c.seconds);
         QTransform const misalignment = AboutCentre(c.down, c.degrees, c.scale);
         QImage const right =
-            Warped(EyeOfScene(TestPatternScene::kRightEye, c.seconds), misalignment);
+            Warped(SceneEyeImage(TestPatternScene::kRightEye, c.seconds), misalignment);
         StereoAlignmentEstimate const e =
             EstimateStereoAlignment(PictureOf(left), PictureOf(right));
         ASSERT_TRUE(e.found) << c.down;
@@ -78,7 +72,7 @@ TEST(StereoEstimatesTest, PicturesWithNothingToMeasureAreRefused) {
     flat.fill(qRgb(90, 90, 90));
     QImage empty(640, 480, QImage::Format_ARGB32_Premultiplied);
     empty.fill(0);  // no pixels at all (an eye moved wholly out of its frame)
-    QImage const scene = EyeOfScene(TestPatternScene::kLeftEye, 0.0);
+    QImage const scene = SceneEyeImage(TestPatternScene::kLeftEye, 0.0);
     QImage const small = scene.copy(0, 0, 320, 240);
     EXPECT_FALSE(EstimateStereoAlignment(PictureOf(flat), PictureOf(flat)).found);
     EXPECT_FALSE(EstimateStereoAlignment(PictureOf(scene), PictureOf(small)).found);
